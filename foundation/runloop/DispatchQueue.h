@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+
+#include "foundation/base/Export.h"
+
+namespace foundation {
+
+/// Where blocks are sent to run. Used from any thread; lives as long as the process.
+class FOUNDATION_EXPORT DispatchQueue {
+ public:
+  /// Worker threads, made as needed and few; blocks run side by side in no fixed order.
+  static DispatchQueue& global();
+  /// The default main context: blocks run one after another on the application's main thread.
+  static DispatchQueue& main();
+
+  virtual ~DispatchQueue();
+  DispatchQueue(const DispatchQueue&) = delete;
+  DispatchQueue& operator=(const DispatchQueue&) = delete;
+
+  /// Runs `block` later; does not wait.
+  virtual void async(std::function<void()> block) = 0;
+  /// Runs `block` and waits for its end. On the main thread, main().sync() runs it at once instead of waiting
+  /// for itself. Returns without running the block when the process is ending.
+  virtual void sync(const std::function<void()>& block) = 0;
+
+ protected:
+  DispatchQueue() = default;
+};
+
+}  // namespace foundation

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "foundation/base/Export.h"
+#include "foundation/runloop/RunLoop.h"
+
+namespace foundation {
+
+/// A timer on the run loop of the thread that schedules it. Beats lie on a fixed grid: the next one is due one
+/// interval after the last one was due, and beats that were missed are skipped, so it does not drift.
+///
+/// The run loop holds the timer, and the timer its callback, until invalidate(). All of it happens on the
+/// scheduling thread. Only the loop of a GLib main context serves timers.
+class FOUNDATION_EXPORT Timer {
+ public:
+  enum class Repeats { No, Yes };
+  using Callback = std::function<void(Timer&)>;
+
+  /// Schedules in the default mode. An interval of 0 or less becomes 0.1 ms.
+  static std::shared_ptr<Timer> scheduled(std::chrono::microseconds interval, Repeats repeats, Callback callback);
+
+  ~Timer();
+  Timer(const Timer&) = delete;
+  Timer& operator=(const Timer&) = delete;
+
+  /// Lets the timer fire while the loop is turned in `mode` as well.
+  void addToMode(RunLoopMode mode);
+  /// After this the callback is never called again, also when a beat was already due. May be called from
+  /// inside the callback. The callback is released once it is not running.
+  void invalidate();
+  bool isValid() const;
+  /// As given, in microseconds.
+  std::chrono::microseconds interval() const { return interval_; }
+
+ private:
+  struct Source;
+  explicit Timer(std::chrono::microseconds interval) : interval_(interval) {}
+
+  std::chrono::microseconds interval_;
+  RunLoopModes modes_ = static_cast<unsigned>(RunLoopMode::Default);
+  Source* source_ = nullptr;
+};
+
+}  // namespace foundation
