@@ -10,7 +10,8 @@
 namespace foundation {
 
 /// A URI reference by the strict grammar of RFC 3986 (no blanks, no control or non-ASCII characters, no stray
-/// "%"). Relative references and the empty text are URLs too; only loading tells them apart. An immutable value.
+/// "%"). Relative references and the empty text are URLs too; only loading tells them apart. An immutable
+/// value.
 class FOUNDATION_EXPORT URL {
  public:
   /// Nothing when `text` is not a URI reference.

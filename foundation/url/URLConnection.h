@@ -13,8 +13,8 @@ namespace foundation {
 
 class URLConnection;
 
-/// Receives a connection's events, on the thread that made the connection, each in a turn of that thread's run
-/// loop: any number of redirect proposals, then one response, its data, and one of finish or failure.
+/// Receives a connection's events, on the thread that made the connection, each in a turn of that thread's
+/// run loop: any number of redirect proposals, then one response, its data, and one of finish or failure.
 class FOUNDATION_EXPORT URLConnectionDelegate {
  public:
   virtual ~URLConnectionDelegate();
@@ -22,7 +22,8 @@ class FOUNDATION_EXPORT URLConnectionDelegate {
   /// A redirect is proposed: the request to go on with (usually `request`), or nothing to take the redirect
   /// response itself as the answer. `redirectResponse` is null when a request is about to be sent that no
   /// response asked for.
-  virtual std::optional<URLRequest> connectionWillSendRequest(URLConnection& connection, const URLRequest& request,
+  virtual std::optional<URLRequest> connectionWillSendRequest(URLConnection& connection,
+                                                              const URLRequest& request,
                                                               const URLResponse* redirectResponse) = 0;
   virtual void connectionDidReceiveResponse(URLConnection& connection, const URLResponse& response) = 0;
   /// The bytes that arrived since the last turn, in one piece; the delegate may keep them by moving.

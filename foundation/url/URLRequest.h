@@ -17,8 +17,8 @@ enum class CachePolicy : int { UseProtocolCachePolicy = 0, ReloadIgnoringLocalCa
 /// What to load. A value; the body is shared between copies and never changed.
 ///
 /// The setters store what they are given. What may go on the wire is decided at load time: header fields that
-/// are no token or hold CR, LF or NUL are left out with a warning trace, and a method that is no token fails the
-/// load with BadURL.
+/// are no token or hold CR, LF or NUL are left out with a warning trace, and a method that is no token fails
+/// the load with BadURL.
 class FOUNDATION_EXPORT URLRequest {
  public:
   /// A request without a URL; it cannot be loaded.
@@ -26,7 +26,7 @@ class FOUNDATION_EXPORT URLRequest {
   explicit URLRequest(URL url) : url_(std::move(url)) {}
 
   const std::optional<URL>& url() const { return url_; }
-  void setURL(URL url) { url_ = std::move(url); }
+  void setURL(std::optional<URL> url) { url_ = std::move(url); }
 
   CachePolicy cachePolicy() const { return cachePolicy_; }
   void setCachePolicy(CachePolicy policy) { cachePolicy_ = policy; }
@@ -41,7 +41,9 @@ class FOUNDATION_EXPORT URLRequest {
 
   const HeaderFields& headerFields() const { return headerFields_; }
   HeaderFields& headerFields() { return headerFields_; }
-  void setValueForHTTPHeaderField(std::string_view value, std::string_view field) { headerFields_.set(field, value); }
+  void setValueForHTTPHeaderField(std::string_view value, std::string_view field) {
+    headerFields_.set(field, value);
+  }
 
  private:
   std::optional<URL> url_;

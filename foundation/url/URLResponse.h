@@ -9,8 +9,8 @@
 
 namespace foundation {
 
-/// What came back, without the body. A value. Names of header fields are spelled as sent; a name sent wholly in
-/// lower case (HTTP/2 knows no other) is spelled the usual way, "Retry-After".
+/// What came back, without the body. A value. Names of header fields are spelled as sent; a name sent wholly
+/// in lower case (HTTP/2 knows no other) is spelled the usual way, "Retry-After".
 class FOUNDATION_EXPORT URLResponse {
  public:
   URLResponse() = default;

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+namespace foundation {
+
+/// The certificates this process trusts: OpenSSL's default places (so the environment variables SSL_CERT_FILE
+/// and SSL_CERT_DIR work), loaded once, at the first use, and kept for the life of the process.
+class CertificateStore {
+ public:
+  /// Any thread. Null when there is no memory.
+  static X509_STORE* shared();
+};
+
+}  // namespace foundation

@@ -1,0 +1,158 @@
+#include "foundation/url/URLConnection.h"
+
+#include <algorithm>
+#include <cassert>
+#include <deque>
+#include <mutex>
+#include <utility>
+#include <variant>
+
+#include "foundation/runloop/RunLoop.h"
+#include "foundation/url/loader/Loader.h"
+#include "foundation/url/loader/TransferClient.h"
+
+namespace foundation {
+namespace {
+
+/// The most that a peer's announced length reserves at once; more is reserved as bytes really arrive.
+constexpr std::size_t kLargestReservation = std::size_t{16} << 20;
+
+struct RedirectEvent {
+  URLRequest request;
+  URLResponse response;
+};
+struct FinishEvent {};
+
+using Event = std::variant<RedirectEvent, URLResponse, Data, FinishEvent, Error>;
+
+template <typename... Handlers>
+struct Overloaded : Handlers... {
+  using Handlers::operator()...;
+};
+
+}  // namespace
+
+URLConnectionDelegate::~URLConnectionDelegate() = default;
+
+/// Where the loader leaves the events for the owner. Shared by the connection, the load and the queued turns;
+/// the delegate is touched on the owner's thread only, and not any more once the inbox is closed.
+class URLConnection::Inbox final : public TransferClient, public std::enable_shared_from_this<Inbox> {
+ public:
+  Inbox(URLConnection& connection, URLConnectionDelegate& delegate)
+      : connection_(connection), delegate_(delegate), loop_(RunLoop::current()) {}
+
+  void start(URLRequest request) { load_ = Loader::shared().start(std::move(request), shared_from_this()); }
+
+  void close() {
+    assert(loop_->isCurrent());
+    std::deque<Event> dropped;
+    {
+      const std::lock_guard lock(mutex_);
+      if (closed_) {
+        return;
+      }
+      closed_ = true;
+      dropped.swap(events_);
+    }
+    Loader::shared().cancel(load_);
+  }
+
+  void redirectProposed(URLRequest request, URLResponse response) override {
+    post(RedirectEvent{std::move(request), std::move(response)});
+  }
+
+  void responseReceived(URLResponse response, std::size_t expectedLength) override {
+    expectedLength_ = std::min(expectedLength, kLargestReservation);
+    post(std::move(response));
+  }
+
+  Taken dataReceived(const char* bytes, std::size_t length) override {
+    {
+      const std::lock_guard lock(mutex_);
+      if (closed_) {
+        return Taken::NotWanted;
+      }
+      // Data that arrives between two turns is one chunk.
+      if (Data* last = events_.empty() ? nullptr : std::get_if<Data>(&events_.back())) {
+        return last->append(bytes, length) ? Taken::Yes : Taken::NoMemory;
+      }
+    }
+    Data data;
+    if (!data.reserve(std::exchange(expectedLength_, 0)) || !data.append(bytes, length)) {
+      return Taken::NoMemory;
+    }
+    post(std::move(data));
+    return Taken::Yes;
+  }
+
+  void finished() override { post(FinishEvent{}); }
+  void failed(Error error) override { post(std::move(error)); }
+
+ private:
+  void post(Event event) {
+    {
+      const std::lock_guard lock(mutex_);
+      if (closed_) {
+        return;
+      }
+      events_.push_back(std::move(event));
+    }
+    // One turn for one event, whichever is the oldest by then.
+    loop_->perform([self = shared_from_this()] { self->deliverNext(); });
+  }
+
+  void deliverNext() {
+    assert(loop_->isCurrent());
+    Event event;
+    {
+      const std::lock_guard lock(mutex_);
+      if (closed_ || events_.empty()) {
+        return;
+      }
+      event = std::move(events_.front());
+      events_.pop_front();
+    }
+    std::visit(
+        Overloaded{
+            [&](RedirectEvent& redirect) { deliverRedirect(redirect); },
+            [&](URLResponse& response) { delegate_.connectionDidReceiveResponse(connection_, response); },
+            [&](Data& data) { delegate_.connectionDidReceiveData(connection_, std::move(data)); },
+            [&](FinishEvent&) { delegate_.connectionDidFinishLoading(connection_); },
+            [&](Error& error) { delegate_.connectionDidFailWithError(connection_, error); },
+        },
+        event);
+  }
+
+  void deliverRedirect(RedirectEvent& redirect) {
+    auto answer = delegate_.connectionWillSendRequest(connection_, redirect.request, &redirect.response);
+    // The delegate may have cancelled; then the load is gone and the answer finds nobody.
+    Loader::shared().answerRedirect(load_, std::move(answer));
+  }
+
+  URLConnection& connection_;
+  URLConnectionDelegate& delegate_;
+  const std::shared_ptr<RunLoop> loop_;
+  /// Owner's thread only.
+  Loader::LoadId load_ = 0;
+  /// The load's thread only.
+  std::size_t expectedLength_ = 0;
+
+  std::mutex mutex_;
+  std::deque<Event> events_;
+  bool closed_ = false;
+};
+
+URLConnection::URLConnection(URLRequest request, URLConnectionDelegate& delegate)
+    : inbox_(std::make_shared<Inbox>(*this, delegate)) {
+  inbox_->start(std::move(request));
+}
+
+URLConnection::~URLConnection() {
+  cancel();
+}
+
+void URLConnection::cancel() {
+  inbox_->close();
+}
+
+}  // namespace foundation

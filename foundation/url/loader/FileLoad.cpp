@@ -1,0 +1,117 @@
+#include "foundation/url/loader/FileLoad.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "foundation/runloop/DispatchQueue.h"
+#include "foundation/url/loader/ErrorTable.h"
+
+namespace foundation {
+namespace {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) {
+      close(number_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int number() const { return number_; }
+
+ private:
+  const int number_;
+};
+
+int hexDigit(char c) {
+  return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+}
+
+/// Nothing when the path holds an encoded zero byte.
+std::optional<std::string> decodedPath(const std::string& path) {
+  std::string decoded;
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    if (path[i] != '%') {
+      decoded.push_back(path[i]);
+      continue;
+    }
+    decoded.push_back(static_cast<char>(hexDigit(path[i + 1]) * 16 + hexDigit(path[i + 2])));
+    i += 2;
+    if (decoded.back() == '\0') {
+      return std::nullopt;
+    }
+  }
+  return decoded;
+}
+
+void fail(TransferClient& client, URLErrorCode code, const std::string& detail) {
+  client.failed(makeURLError(code, detail));
+}
+
+void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
+  const std::optional<std::string> path = decodedPath(url.path());
+  if (!path || path->empty() || !(url.host().empty() || url.host() == "localhost")) {
+    fail(client, URLErrorCode::BadURL, "no local file");
+    return;
+  }
+  // Not blocking: opening a pipe or a device must not hold the worker.
+  const Descriptor file(open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (file.number() < 0) {
+    fail(client, urlErrorCodeOfFile(errno), std::strerror(errno));
+    return;
+  }
+  struct stat status {};
+  if (fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    fail(client, URLErrorCode::NoPermissionsToReadFile, "not a regular file");
+    return;
+  }
+  const auto size = static_cast<std::size_t>(status.st_size);
+  client.responseReceived(URLResponse(url), size);
+
+  std::vector<char> buffer(std::size_t{256} << 10);
+  std::size_t total = 0;
+  while (true) {
+    const ssize_t count = read(file.number(), buffer.data(), buffer.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      fail(client, urlErrorCodeOfFile(errno), std::strerror(errno));
+      return;
+    }
+    if (count == 0) {
+      client.finished();
+      return;
+    }
+    total += static_cast<std::size_t>(count);
+    const auto taken = total > bodyLimit
+                           ? TransferClient::Taken::NoMemory
+                           : client.dataReceived(buffer.data(), static_cast<std::size_t>(count));
+    if (taken == TransferClient::Taken::NotWanted) {
+      return;
+    }
+    if (taken == TransferClient::Taken::NoMemory) {
+      fail(client, URLErrorCode::DataLengthExceedsMaximum, "the file does not fit into memory");
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void startFileLoad(const URL& url, std::size_t bodyLimit, std::shared_ptr<TransferClient> client) {
+  DispatchQueue::global().async(
+      [url, bodyLimit, client = std::move(client)] { readFile(url, bodyLimit, *client); });
+}
+
+}  // namespace foundation

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+
+#include "foundation/url/URL.h"
+#include "foundation/url/loader/TransferClient.h"
+
+namespace foundation {
+
+/// Reads the regular file of a file URL (RFC 8089) on a worker thread and reports it as a response without a
+/// status, its bytes, and the end. Ends early when the client wants no more.
+void startFileLoad(const URL& url, std::size_t bodyLimit, std::shared_ptr<TransferClient> client);
+
+}  // namespace foundation

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace foundation {
+
+/// What a load may use. Read once, when the loader is made.
+struct Limits {
+  /// How long a load may go without a byte in either direction. ZEP_URL_TIMEOUT_MS, else 60 s.
+  std::chrono::milliseconds idle;
+  /// The most bytes of a body after decoding. ZEP_URL_MAX_BODY_BYTES, else half of the machine's memory.
+  std::size_t bodyBytes;
+  /// How many transfers may run side by side, from the process's descriptor limit and what it has open
+  /// already.
+  std::size_t transfers;
+
+  static Limits ofThisProcess();
+};
+
+/// The header bytes of all answers of one load (interim, redirect and final ones count together for each
+/// request).
+inline constexpr std::size_t kHeaderBytesLimit = std::size_t{256} << 10;
+/// Redirects followed before the load fails.
+inline constexpr int kRedirectLimit = 20;
+/// The body of a redirect is read to its end, so that its connection can be used again, up to here...
+inline constexpr std::size_t kRedirectBodyLimit = std::size_t{64} << 10;
+/// ...and no longer than this without a byte.
+inline constexpr std::chrono::milliseconds kRedirectBodyIdle{500};
+
+}  // namespace foundation

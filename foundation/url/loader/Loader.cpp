@@ -1,0 +1,330 @@
+#include "foundation/url/loader/Loader.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cassert>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include "foundation/base/Trace.h"
+#include "foundation/url/loader/FileLoad.h"
+#include "foundation/url/loader/Transfer.h"
+
+namespace foundation {
+namespace {
+
+/// Why a request cannot even be tried; nothing when it can.
+std::optional<Error> reasonNotToStart(const URLRequest& request) {
+  if (!request.url()) {
+    return makeURLError(URLErrorCode::BadURL, "the request has no URL");
+  }
+  const URL& url = *request.url();
+  if (!HeaderFields::isToken(request.HTTPMethod())) {
+    return makeURLError(URLErrorCode::BadURL, "the method is no token");
+  }
+  if (url.scheme() == "http" || url.scheme() == "https") {
+    if (url.host().empty()) {
+      return makeURLError(URLErrorCode::BadURL, "the URL has no host");
+    }
+    return std::nullopt;
+  }
+  if (url.isFile()) {
+    return std::nullopt;
+  }
+  return makeURLError(URLErrorCode::UnsupportedURL,
+                      url.scheme().empty() ? "a relative reference" : "the scheme is " + url.scheme());
+}
+
+/// Signals that are meant for the host's threads must not run their handlers here.
+void blockAllSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+}  // namespace
+
+// --- From any thread. ---
+
+Loader& Loader::shared() {
+  static Loader* const loader = new Loader;
+  return *loader;
+}
+
+Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient> client) {
+  LoadId id = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    id = ++lastId_;
+  }
+  if (auto error = reasonNotToStart(request)) {
+    client->failed(std::move(*error));
+  } else if (request.url()->isFile()) {
+    startFileLoad(*request.url(), limits_.bodyBytes, std::move(client));
+  } else if (!isRunning_) {
+    client->failed(makeURLError(URLErrorCode::Unknown, "the loader thread could not be started"));
+  } else {
+    post([this, id, request = std::move(request), client = std::move(client)]() mutable {
+      transfers_.emplace(id, std::make_unique<Transfer>(*this, id, std::move(request), std::move(client)));
+      queued_.push_back(id);
+    });
+  }
+  return id;
+}
+
+void Loader::cancel(LoadId load) {
+  post([this, load] {
+    if (Transfer* transfer = find(load)) {
+      transfer->cancel();
+    }
+  });
+}
+
+void Loader::answerRedirect(LoadId load, std::optional<URLRequest> request) {
+  post([this, load, request = std::move(request)]() mutable {
+    if (Transfer* transfer = find(load)) {
+      transfer->answerRedirect(std::move(request));
+    }
+  });
+}
+
+void Loader::post(std::function<void()> command) {
+  bool wasEmpty = false;
+  {
+    const std::lock_guard lock(mutex_);
+    wasEmpty = commands_.empty();
+    commands_.push_back(std::move(command));
+  }
+  if (wasEmpty) {
+    // Fails only when a wake-up is pending already.
+    [[maybe_unused]] const int ignored = eventfd_write(wakeUp_, 1);
+  }
+}
+
+// --- Beginning and end. ---
+
+Loader::Loader() : limits_(Limits::ofThisProcess()), slots_(limits_.transfers) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  multi_.reset(curl_multi_init());
+  share_.reset(curl_share_init());
+  epoll_ = epoll_create1(EPOLL_CLOEXEC);
+  wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  epoll_event wakeUpEvent{.events = EPOLLIN, .data = {.fd = wakeUp_}};
+  if (multi_ == nullptr || share_ == nullptr || epoll_ < 0 || wakeUp_ < 0 ||
+      epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0) {
+    trace(TraceLevel::Error, "the loader has no descriptors or memory to start");
+    return;
+  }
+  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &Loader::onSocket);
+  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, this);
+  curl_multi_setopt(multi_.get(), CURLMOPT_TIMERFUNCTION, &Loader::onTimer);
+  curl_multi_setopt(multi_.get(), CURLMOPT_TIMERDATA, this);
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(limits_.transfers));
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error& error) {
+    trace(TraceLevel::Error, std::string("the loader thread cannot be started: ") + error.what());
+    return;
+  }
+  isRunning_ = true;
+  // Registered after the libraries beneath registered theirs, so it runs before they are taken down.
+  std::atexit(&Loader::stopAtExit);
+}
+
+void Loader::stopAtExit() {
+  Loader& loader = shared();
+  {
+    const std::lock_guard lock(loader.mutex_);
+    loader.stopping_ = true;
+  }
+  eventfd_write(loader.wakeUp_, 1);
+  loader.thread_.join();
+}
+
+void Loader::run() {
+  blockAllSignals();
+  pthread_setname_np(pthread_self(), "zep.urlloader");
+  threadId_ = std::this_thread::get_id();
+  while (true) {
+    turn();
+    const std::lock_guard lock(mutex_);
+    if (stopping_) {
+      // The transfers stay as they are: removing them could wait for a name server.
+      return;
+    }
+  }
+}
+
+// --- The loader thread's turn. ---
+
+void Loader::turn() {
+  std::array<epoll_event, 128> events;
+  const int count = epoll_wait(epoll_, events.data(), events.size(), millisecondsToWait());
+  now_ = Clock::now();
+  for (int i = 0; i < count; ++i) {
+    if (events[static_cast<std::size_t>(i)].data.fd == wakeUp_) {
+      eventfd_t value = 0;
+      eventfd_read(wakeUp_, &value);
+      runCommands();
+    } else {
+      drive(events[static_cast<std::size_t>(i)].data.fd,
+            static_cast<int>(events[static_cast<std::size_t>(i)].events));
+    }
+  }
+  handleDeadlines();
+  admitQueued();
+  if (curlTimer_ && *curlTimer_ <= now_) {
+    curlTimer_.reset();
+    drive(CURL_SOCKET_TIMEOUT, 0);
+  }
+  handleMessages();
+  retired_.clear();
+}
+
+int Loader::millisecondsToWait() const {
+  std::optional<Clock::time_point> next = curlTimer_;
+  if (!deadlines_.empty() && (!next || deadlines_.begin()->first < *next)) {
+    next = deadlines_.begin()->first;
+  }
+  if (!queued_.empty() && admitted_ < slots_) {
+    return 0;
+  }
+  if (!next) {
+    return -1;
+  }
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now()).count();
+  return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(wait, 0, 3'600'000));
+}
+
+void Loader::runCommands() {
+  std::vector<std::function<void()>> commands;
+  {
+    const std::lock_guard lock(mutex_);
+    commands.swap(commands_);
+  }
+  for (const auto& command : commands) {
+    command();
+  }
+}
+
+void Loader::drive(int socket, int events) {
+  const int mask = ((events & EPOLLIN) ? CURL_CSELECT_IN : 0) | ((events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
+                   ((events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
+  int running = 0;
+  curl_multi_socket_action(multi_.get(), socket, mask, &running);
+}
+
+void Loader::handleMessages() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    char* transfer = nullptr;
+    // Read before the handle leaves the multi, which takes the message with it.
+    const CURLcode result = message->data.result;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+    reinterpret_cast<Transfer*>(transfer)->completed(result);
+  }
+}
+
+void Loader::handleDeadlines() {
+  while (!deadlines_.empty() && deadlines_.begin()->first <= now_) {
+    Transfer& transfer = *deadlines_.begin()->second;
+    clearDeadline(transfer);
+    transfer.deadlineReached();
+  }
+}
+
+void Loader::admitQueued() {
+  while (!queued_.empty() && admitted_ < slots_) {
+    Transfer* transfer = find(queued_.front());
+    queued_.pop_front();
+    if (transfer != nullptr) {
+      ++admitted_;
+      transfer->admitted_ = true;
+      transfer->begin();
+    }
+  }
+}
+
+// --- For transfers. ---
+
+Transfer* Loader::find(LoadId load) const {
+  assert(isCurrentThread());
+  const auto found = transfers_.find(load);
+  return found == transfers_.end() ? nullptr : found->second.get();
+}
+
+void Loader::setDeadline(Transfer& transfer, Clock::time_point deadline) {
+  clearDeadline(transfer);
+  transfer.deadline_ = deadlines_.emplace(deadline, &transfer);
+}
+
+void Loader::clearDeadline(Transfer& transfer) {
+  if (const auto deadline = std::exchange(transfer.deadline_, std::nullopt)) {
+    deadlines_.erase(*deadline);
+  }
+}
+
+void Loader::retire(Transfer& transfer) {
+  auto node = transfers_.extract(transfer.id());
+  assert(!node.empty());
+  if (transfer.admitted_) {
+    --admitted_;
+    // After a shortage of descriptors the limit comes back as transfers end.
+    slots_ = std::min(slots_ + 1, limits_.transfers);
+  }
+  retired_.push_back(std::move(node.mapped()));
+}
+
+bool Loader::requeue(Transfer& transfer) {
+  if (admitted_ <= 1) {
+    return false;
+  }
+  --admitted_;
+  transfer.admitted_ = false;
+  slots_ = admitted_;
+  queued_.push_front(transfer.id());
+  trace(TraceLevel::Warning, "no descriptor left; at most " + std::to_string(slots_) + " transfers for now");
+  return true;
+}
+
+// --- curl's sockets and its timer. ---
+
+int Loader::onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known) {
+  static_cast<Loader*>(loader)->watchSocket(socket, what, known != nullptr);
+  return 0;
+}
+
+int Loader::onTimer(CURLM*, long milliseconds, void* loader) {
+  auto& self = *static_cast<Loader*>(loader);
+  self.curlTimer_.reset();
+  if (milliseconds >= 0) {
+    self.curlTimer_ = Clock::now() + std::chrono::milliseconds(milliseconds);
+  }
+  return 0;
+}
+
+void Loader::watchSocket(curl_socket_t socket, int what, bool known) {
+  if (what == CURL_POLL_REMOVE) {
+    epoll_ctl(epoll_, EPOLL_CTL_DEL, socket, nullptr);
+    curl_multi_assign(multi_.get(), socket, nullptr);
+    return;
+  }
+  epoll_event event{.events = (what & CURL_POLL_IN ? EPOLLIN : 0u) | (what & CURL_POLL_OUT ? EPOLLOUT : 0u),
+                    .data = {.fd = socket}};
+  if (epoll_ctl(epoll_, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event) != 0 && !known &&
+      errno == EEXIST) {
+    epoll_ctl(epoll_, EPOLL_CTL_MOD, socket, &event);
+  }
+  curl_multi_assign(multi_.get(), socket, this);
+}
+
+}  // namespace foundation

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "foundation/url/URLRequest.h"
+#include "foundation/url/loader/CurlHandles.h"
+#include "foundation/url/loader/Limits.h"
+#include "foundation/url/loader/TransferClient.h"
+
+namespace foundation {
+
+class Transfer;
+
+/// The one loader thread of the process ("zep.urlloader"): every http and https transfer runs on it, over
+/// libcurl's multi interface in its socket form. start(), cancel() and answerRedirect() may be called on any
+/// thread and never wait; everything else happens on the loader thread, the only one to touch a curl handle.
+///
+/// Made by the first load; its thread is ended and joined when the process exits. The object is never
+/// destroyed, so threads that are still running then find it.
+class Loader {
+ public:
+  using LoadId = std::uint64_t;
+  using Clock = std::chrono::steady_clock;
+
+  static Loader& shared();
+  Loader(const Loader&) = delete;
+  Loader& operator=(const Loader&) = delete;
+
+  /// Begins to load; every outcome, also "this cannot be loaded", is reported to the client.
+  LoadId start(URLRequest request, std::shared_ptr<TransferClient> client);
+  /// The client hears nothing more of what the loader has not reported yet. An unknown load is ignored.
+  void cancel(LoadId load);
+  /// Answers a proposed redirect: the request to go on with, or nothing to take the redirect response as the
+  /// answer. Ignored when no proposal is open.
+  void answerRedirect(LoadId load, std::optional<URLRequest> request);
+
+  /// Runs `command` on the loader thread. Any thread.
+  void post(std::function<void()> command);
+
+  // For transfers, on the loader thread.
+
+  bool isCurrentThread() const { return std::this_thread::get_id() == threadId_; }
+  CURLM* multi() const { return multi_.get(); }
+  CURLSH* share() const { return share_.get(); }
+  /// The time of the current turn.
+  Clock::time_point now() const { return now_; }
+  const Limits& limits() const { return limits_; }
+  /// The transfer is asked to look at its idle time at `deadline`; replaces an earlier deadline.
+  void setDeadline(Transfer& transfer, Clock::time_point deadline);
+  void clearDeadline(Transfer& transfer);
+  /// The transfer has ended and is deleted once the current call stack has left it.
+  void retire(Transfer& transfer);
+  /// Puts a transfer that found no descriptor back to the front of the queue. False when there is no other
+  /// transfer whose end could make room.
+  bool requeue(Transfer& transfer);
+  /// Finds the transfer again after work elsewhere; null when it has ended meanwhile.
+  Transfer* find(LoadId load) const;
+
+ private:
+  Loader();
+  static void stopAtExit();
+  void run();
+  void turn();
+  int millisecondsToWait() const;
+  void runCommands();
+  void handleMessages();
+  void handleDeadlines();
+  void admitQueued();
+  void drive(int socket, int events);
+
+  static int onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known);
+  static int onTimer(CURLM*, long milliseconds, void* loader);
+  void watchSocket(curl_socket_t socket, int what, bool known);
+
+  const Limits limits_;
+  ShareHandle share_;
+  MultiHandle multi_;
+  int epoll_ = -1;
+  int wakeUp_ = -1;
+  std::thread thread_;
+  std::thread::id threadId_;
+  /// Set once, in the constructor.
+  bool isRunning_ = false;
+
+  std::mutex mutex_;
+  std::vector<std::function<void()>> commands_;
+  LoadId lastId_ = 0;
+  bool stopping_ = false;
+
+  // The loader thread's own.
+  Clock::time_point now_;
+  std::optional<Clock::time_point> curlTimer_;
+  std::unordered_map<LoadId, std::unique_ptr<Transfer>> transfers_;
+  std::deque<LoadId> queued_;
+  std::size_t admitted_ = 0;
+  std::size_t slots_;
+  std::multimap<Clock::time_point, Transfer*> deadlines_;
+  std::vector<std::unique_ptr<Transfer>> retired_;
+};
+
+}  // namespace foundation

@@ -1,0 +1,80 @@
+#include "foundation/url/loader/ProxyLookUp.h"
+
+#include <gio/gio.h>
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "foundation/base/Trace.h"
+#include "foundation/runloop/DispatchQueue.h"
+
+namespace foundation {
+namespace {
+
+enum class Desktop { NotAskedYet, HasNoSettings, HasSettings };
+
+std::atomic<Desktop> desktop{Desktop::NotAskedYet};
+
+/// GIO's stand-in for a missing settings service knows only "direct://" and not the environment variables.
+bool knowsSettings(GProxyResolver* resolver) {
+  return resolver != nullptr && std::string_view(G_OBJECT_TYPE_NAME(resolver)) != "GDummyProxyResolver" &&
+         g_proxy_resolver_is_supported(resolver);
+}
+
+ProxyChoice ask(const std::string& url) {
+  GProxyResolver* resolver = g_proxy_resolver_get_default();
+  if (!knowsSettings(resolver)) {
+    desktop = Desktop::HasNoSettings;
+    return std::nullopt;
+  }
+  desktop = Desktop::HasSettings;
+  GError* rawError = nullptr;
+  const std::unique_ptr<gchar*, decltype(&g_strfreev)> proxies(
+      g_proxy_resolver_lookup(resolver, url.c_str(), nullptr, &rawError), g_strfreev);
+  const std::unique_ptr<GError, decltype(&g_error_free)> error(rawError, g_error_free);
+  if (proxies == nullptr) {
+    trace(TraceLevel::Warning, std::string("the desktop's proxy settings do not answer: ") +
+                                   (error ? error->message : "no reason given"));
+    return std::string();
+  }
+  return usableProxy(proxies.get());
+}
+
+}  // namespace
+
+void findProxy(const std::string& url, std::function<void(ProxyChoice)> answer) {
+  if (desktop == Desktop::HasNoSettings) {
+    answer(std::nullopt);
+    return;
+  }
+  DispatchQueue::global().async([url, answer = std::move(answer)] { answer(ask(url)); });
+}
+
+std::string usableProxy(const char* const* proxies) {
+  // What GIO calls "socks" and "socks5" leaves the names to the proxy.
+  constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kSchemes = {{
+      {"http://", "http://"},
+      {"https://", "https://"},
+      {"socks://", "socks5h://"},
+      {"socks5://", "socks5h://"},
+      {"socks4a://", "socks4a://"},
+      {"socks4://", "socks4://"},
+  }};
+  for (; *proxies != nullptr; ++proxies) {
+    const std::string_view proxy(*proxies);
+    if (proxy.starts_with("direct://")) {
+      return {};
+    }
+    for (const auto& [theirs, curls] : kSchemes) {
+      if (proxy.starts_with(theirs)) {
+        return std::string(curls).append(proxy.substr(theirs.size()));
+      }
+    }
+  }
+  return {};
+}
+
+}  // namespace foundation

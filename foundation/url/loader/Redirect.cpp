@@ -1,0 +1,78 @@
+#include "foundation/url/loader/Redirect.h"
+
+#include <string>
+
+#include "foundation/url/loader/CurlHandles.h"
+
+namespace foundation {
+namespace {
+
+bool isHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool mayStandInURL(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+         std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
+}
+
+std::string percentEncoded(std::string_view text) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const bool isEscape =
+        c == '%' && i + 2 < text.size() && isHexDigit(text[i + 1]) && isHexDigit(text[i + 2]);
+    if (isEscape || mayStandInURL(c)) {
+      encoded.push_back(c);
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      encoded.append({'%', kDigits[byte >> 4], kDigits[byte & 15]});
+    }
+  }
+  return encoded;
+}
+
+struct CurlFree {
+  void operator()(char* text) const { curl_free(text); }
+};
+
+}  // namespace
+
+std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
+  constexpr unsigned kAnyScheme = CURLU_NON_SUPPORT_SCHEME;
+  const UrlHandle resolver(curl_url());
+  char* text = nullptr;
+  if (location.empty() || resolver == nullptr ||
+      curl_url_set(resolver.get(), CURLUPART_URL, base.absoluteString().c_str(), 0) != CURLUE_OK ||
+      curl_url_set(resolver.get(), CURLUPART_URL, percentEncoded(location).c_str(), kAnyScheme) !=
+          CURLUE_OK ||
+      curl_url_get(resolver.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<char, CurlFree> owner(text);
+  return URL::parse(text);
+}
+
+URLRequest redirectedRequest(const URLRequest& request, int statusCode, std::optional<URL> target) {
+  URLRequest next = request;
+  const std::string& method = request.HTTPMethod();
+  const bool becomesGet = (statusCode == 303 && method != "HEAD" && method != "GET") ||
+                          ((statusCode == 301 || statusCode == 302) && method == "POST");
+  if (becomesGet) {
+    next.setHTTPMethod("GET");
+    next.setHTTPBody(nullptr);
+    for (const char* field : {"Content-Length", "Content-Type", "Content-Encoding", "Content-Language"}) {
+      next.headerFields().remove(field);
+    }
+  }
+  if (!target || !request.url() || !target->hasSameOrigin(*request.url())) {
+    for (const char* field : {"Authorization", "Cookie", "Proxy-Authorization", "Host"}) {
+      next.headerFields().remove(field);
+    }
+  }
+  next.setURL(std::move(target));
+  return next;
+}
+
+}  // namespace foundation

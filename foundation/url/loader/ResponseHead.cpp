@@ -1,0 +1,95 @@
+#include "foundation/url/loader/ResponseHead.h"
+
+#include <charconv>
+#include <string>
+
+#include "foundation/url/loader/Limits.h"
+
+namespace foundation {
+namespace {
+
+constexpr std::size_t kLinesLimit = 1000;
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  return first == std::string_view::npos ? std::string_view()
+                                         : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+/// "retry-after" becomes "Retry-After"; a name with a capital letter stays as the peer spelled it.
+std::string usualSpelling(std::string_view name) {
+  std::string spelled(name);
+  if (spelled.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") != std::string::npos) {
+    return spelled;
+  }
+  bool first = true;
+  for (char& c : spelled) {
+    if (first && c >= 'a' && c <= 'z') {
+      c = static_cast<char>(c - 'a' + 'A');
+    }
+    first = c == '-';
+  }
+  return spelled;
+}
+
+}  // namespace
+
+ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
+  bytes_ += line.size();
+  if (bytes_ > kHeaderBytesLimit || ++lines_ > kLinesLimit) {
+    return Progress::TooLarge;
+  }
+  if (line.starts_with("HTTP/")) {
+    beginAnswer(line);
+  } else if (trimmed(line).empty()) {
+    const bool interim = statusCode_ >= 100 && statusCode_ < 200 && statusCode_ != 101;
+    return interim ? Progress::More : Progress::Complete;
+  } else {
+    addField(line);
+  }
+  return Progress::More;
+}
+
+void ResponseHead::beginAnswer(std::string_view statusLine) {
+  fields_.clear();
+  statusCode_ = 0;
+  const std::size_t blank = statusLine.find(' ');
+  if (blank != std::string_view::npos) {
+    const std::string_view code = statusLine.substr(blank + 1, 3);
+    std::from_chars(code.data(), code.data() + code.size(), statusCode_);
+  }
+}
+
+void ResponseHead::addField(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  if (line.front() == ' ' || line.front() == '\t' || colon == std::string_view::npos) {
+    // An obsolete folded line (RFC 9112 §5.2) or noise: no field of its own.
+    return;
+  }
+  fields_.append(usualSpelling(trimmed(line.substr(0, colon))), trimmed(line.substr(colon + 1)));
+}
+
+std::optional<std::size_t> ResponseHead::contentLength() const {
+  const std::string* text = fields_.value("Content-Length");
+  if (text == nullptr || fields_.value("Content-Encoding") != nullptr) {
+    return std::nullopt;
+  }
+  std::size_t value = 0;
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+  return error == std::errc() && end == text->data() + text->size() ? std::optional(value) : std::nullopt;
+}
+
+bool ResponseHead::isRedirect() const {
+  switch (statusCode_) {
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+      return fields_.value("Location") != nullptr;
+    default:
+      return false;
+  }
+}
+
+}  // namespace foundation

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+#include "foundation/url/HeaderFields.h"
+
+namespace foundation {
+
+/// Collects the header lines of the answers to one request, as curl hands them over. Bounded in bytes and
+/// lines, interim answers (RFC 9110 §15.2) included.
+class ResponseHead {
+ public:
+  enum class Progress {
+    More,      ///< the head is not complete
+    Complete,  ///< the final answer's head is complete
+    TooLarge,  ///< the peer sends more than is taken
+  };
+
+  /// One line with its end.
+  Progress addLine(std::string_view line);
+
+  int statusCode() const { return statusCode_; }
+  const HeaderFields& fields() const { return fields_; }
+  /// The body's length if the peer says it and does not encode the body.
+  std::optional<std::size_t> contentLength() const;
+  /// 301, 302, 303, 307 or 308 with a Location.
+  bool isRedirect() const;
+
+ private:
+  void beginAnswer(std::string_view statusLine);
+  void addField(std::string_view line);
+
+  int statusCode_ = 0;
+  HeaderFields fields_;
+  std::size_t bytes_ = 0;
+  std::size_t lines_ = 0;
+};
+
+}  // namespace foundation

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "foundation/base/Error.h"
+#include "foundation/url/URLRequest.h"
+#include "foundation/url/loader/CurlHandles.h"
+#include "foundation/url/loader/ErrorTable.h"
+#include "foundation/url/loader/Loader.h"
+#include "foundation/url/loader/ProxyLookUp.h"
+#include "foundation/url/loader/ResponseHead.h"
+#include "foundation/url/loader/TransferClient.h"
+
+namespace foundation {
+
+/// One http or https load, redirects included: a curl handle, where the load stands, and whom it reports to.
+/// Owned by the loader; lives on the loader thread. Its end goes through Loader::retire.
+class Transfer {
+ public:
+  Transfer(Loader& loader, Loader::LoadId id, URLRequest request, std::shared_ptr<TransferClient> client);
+  ~Transfer();
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  Loader::LoadId id() const { return id_; }
+
+  /// A slot is free: go.
+  void begin();
+  void cancel();
+  void answerRedirect(std::optional<URLRequest> request);
+  /// curl is done with the handle.
+  void completed(CURLcode result);
+  /// The deadline that the transfer set has come.
+  void deadlineReached();
+
+ private:
+  friend class Loader;
+
+  enum class Phase {
+    Queued,
+    FindingProxy,
+    AwaitingHead,    ///< connecting, sending, waiting for the answer's head
+    AwaitingAnswer,  ///< a redirect is proposed; its body, if any, is held
+    Draining,        ///< the body of a redirect that is followed is read away
+    InBody,
+    Diagnosing,  ///< a failed look-up is being looked into
+    Silenced,    ///< nobody listens any more, but the handle cannot be removed yet
+    Ended,
+  };
+
+  void perform(const ProxyChoice& proxy);
+  bool configure(const ProxyChoice& proxy);
+  bool configureMethodAndBody();
+  void follow();
+  void deliverResponse();
+  void fail(URLErrorCode code, const std::string& detail);
+  void failFrom(CURLcode result);
+  void diagnoseLookUp();
+  void leave();
+  void end();
+  void detach();
+  void touch();
+  bool refuse(URLErrorCode code, std::string detail);
+
+  bool takeHeaderLine(std::string_view line);
+  bool takeHead();
+  std::size_t takeBody(const char* bytes, std::size_t length);
+  int openSocket(const curl_sockaddr& address);
+  int noteProgress(curl_off_t bytes);
+  int connected();
+
+  Loader& loader_;
+  const Loader::LoadId id_;
+  URLRequest request_;
+  std::shared_ptr<TransferClient> client_;
+
+  EasyHandle easy_;
+  HeaderList headers_;
+  std::array<char, CURL_ERROR_SIZE> message_{};
+  Phase phase_ = Phase::Queued;
+  /// The handle is in curl's multi.
+  bool attached_ = false;
+  /// curl's resolver may be running; removing the handle would wait for it.
+  bool mayBeResolving_ = false;
+  bool outOfDescriptors_ = false;
+  bool paused_ = false;
+
+  ResponseHead head_;
+  std::size_t bodyBytes_ = 0;
+  std::size_t drainedBytes_ = 0;
+  curl_off_t progress_ = 0;
+  int redirects_ = 0;
+  std::optional<URLRequest> next_;
+  /// curl's verdict that came while a redirect was being decided.
+  std::optional<CURLcode> verdict_;
+  /// Why a callback refused to go on.
+  std::optional<Error> refusal_;
+
+  Loader::Clock::time_point lastActivity_;
+  /// The loader's: it holds a slot.
+  bool admitted_ = false;
+  /// The loader's: where its deadline stands, if it has one.
+  std::optional<std::multimap<Loader::Clock::time_point, Transfer*>::iterator> deadline_;
+};
+
+}  // namespace foundation

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+
+#include "foundation/base/Error.h"
+#include "foundation/url/URLRequest.h"
+#include "foundation/url/URLResponse.h"
+
+namespace foundation {
+
+/// Who a load reports to. Called on the loader thread or a worker, never by two at once, in this order:
+/// redirect proposals, one response, data, and one of finished or failed, after which nothing follows. The
+/// calls must not block. Held by the load until its end.
+class TransferClient {
+ public:
+  enum class Taken { Yes, NoMemory, NotWanted };
+
+  virtual ~TransferClient() = default;
+
+  /// The load goes on when Loader::answerRedirect is called.
+  virtual void redirectProposed(URLRequest request, URLResponse response) = 0;
+  /// `expectedLength` is what the body will have, a hint from the peer; 0 when unknown.
+  virtual void responseReceived(URLResponse response, std::size_t expectedLength) = 0;
+  virtual Taken dataReceived(const char* bytes, std::size_t length) = 0;
+  virtual void finished() = 0;
+  virtual void failed(Error error) = 0;
+};
+
+}  // namespace foundation
