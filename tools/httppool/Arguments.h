@@ -1,0 +1,29 @@
+// The command line, read and checked. Main thread; values only.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Job.h"
+
+namespace httppool {
+
+struct Arguments {
+  enum class Command { Get, Run, Demo, Help, Version };
+
+  Command command = Command::Help;
+  std::vector<PoolJob> pools;  // get: one pool, a task for each URL
+  std::string jobFile;         // run
+  std::optional<std::chrono::milliseconds> limit;
+  bool showSnapshot = false;
+  std::string error;  // not empty: the arguments cannot be used, and this says why
+};
+
+Arguments readArguments(int count, char* const* values);
+
+// What --help prints.
+const char* usage();
+
+}  // namespace httppool
