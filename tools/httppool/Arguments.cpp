@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
+#include <unordered_set>
 
 #include "TerminalText.h"
 
@@ -180,12 +180,14 @@ class Reading {
 
   void finishGet() {
     PoolJob pool{"get", {}};
-    std::unordered_map<std::string, int> times;
+    std::unordered_set<std::string> names;
     for (int index = optind; index < count_; ++index) {
       TaskJob task = request_;
       task.url = values_[index];
-      const int time = ++times[task.url];
-      task.name = task.url + (time > 1 ? " (" + std::to_string(time) + ")" : "");
+      task.name = task.url;
+      for (int time = 2; !names.insert(task.name).second; ++time) {
+        task.name = task.url + " (" + std::to_string(time) + ")";
+      }
       takeProblem(reasonAgainst(task));
       pool.tasks.push_back(std::move(task));
     }

@@ -1,0 +1,105 @@
+// The command line: what is refused, with which words, and what --help and --version say.
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Program.h"
+#include "Scratch.h"
+
+namespace tooltest {
+namespace {
+
+struct Refused {
+  std::vector<std::string> arguments;
+  std::string message;
+};
+
+void PrintTo(const Refused& refused, std::ostream* stream) {
+  *stream << refused.message;
+}
+
+class RefusedArguments : public testing::TestWithParam<Refused> {};
+
+TEST_P(RefusedArguments, EndWithTwoAndAMessage) {
+  const Finished finished = httppool(GetParam().arguments);
+  EXPECT_EQ(finished.status, 2);
+  EXPECT_EQ(finished.out, "");
+  EXPECT_EQ(finished.err, "httppool: " + GetParam().message + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, RefusedArguments,
+    testing::Values(
+        Refused{{}, "no command; try --help"}, Refused{{"fetch"}, "unknown command \"fetch\"; try --help"},
+        Refused{{"\x1b[2J"}, "unknown command \"\\x1b[2J\"; try --help"},
+        Refused{{"--timeout", "3", "get", "u"}, "option --timeout is not known here"},
+        Refused{{"get"}, "get needs a URL"},
+        Refused{{"get", "--verbose", "u"}, "option --verbose is not known here"},
+        Refused{{"get", "-zq", "u"}, "option -z is not known here"},
+        Refused{{"get", "u", "-d"}, "option -d needs a value"},
+        Refused{{"get", "-H", "Name", "u"}, "-H \"Name\" is not of the form 'Name: value'"},
+        Refused{{"get", "-H", "a b: c", "u"}, "\"a b\" is not a header field name"},
+        Refused{{"get", "-H", ": c", "u"}, "\"\" is not a header field name"},
+        Refused{{"get", "-H", "a: b\r\nc: d", "u"},
+                "the value of header field \"a\" has a line break, a zero character or is not UTF-8"},
+        Refused{{"get", "-H", "a: b", "-H", "A: c", "u"}, "header field \"A\" is given twice"},
+        Refused{{"get", "-X", "G ET", "u"}, "\"G ET\" is not a method"},
+        Refused{{"get", "-X", "GET", "-H", "HttpMethod: PUT", "u"},
+                "header field \"HttpMethod\" and a method are both given"},
+        Refused{{"get", "-d", "x", "--data-file", "/dev/null", "u"},
+                "a text body and a file of bytes are both given"},
+        Refused{{"get", "-d", "x", "-o", "f", "u"},
+                "a body and a download file are both given: a download is asked for without a body"},
+        Refused{{"get", "-o", "f", "u", "v"}, "-o takes one URL only"},
+        Refused{{"get", "-o", "", "u"}, "-o needs the name of a file"},
+        Refused{{"get", "-o", "/", "u"}, "cannot write /: it is a folder"},
+        Refused{{"get", "-o", "/no/such/folder/f", "u"},
+                "cannot write /no/such/folder/f: No such file or directory"},
+        Refused{{"get", "--data-file", "/no/such/file", "u"},
+                "cannot read /no/such/file: No such file or directory"},
+        Refused{{"get", "--data-file", "/", "u"}, "cannot read /: it is a folder"},
+        Refused{{"get", "\xff"}, "\"\\xff\" has a zero character or is not UTF-8"},
+        Refused{{"get", "--timeout", "soon", "u"},
+                "--timeout \"soon\" is not a number of seconds between 0 and 1000000"},
+        Refused{{"get", "--timeout", "0", "u"},
+                "--timeout \"0\" is not a number of seconds between 0 and 1000000"},
+        Refused{{"get", "--timeout", "-1", "u"},
+                "--timeout \"-1\" is not a number of seconds between 0 and 1000000"},
+        Refused{{"get", "--timeout", "nan", "u"},
+                "--timeout \"nan\" is not a number of seconds between 0 and 1000000"},
+        Refused{{"run"}, "run needs one job file"}, Refused{{"run", "a", "b"}, "run needs one job file"},
+        Refused{{"run", "-d", "x", "a"}, "option -d is not known here"},
+        Refused{{"demo", "x"}, "demo takes no arguments"}));
+
+TEST(Help, NamesEveryCommandAndOption) {
+  const Finished finished = httppool({"--help"});
+  EXPECT_EQ(finished.status, 0);
+  EXPECT_EQ(finished.err, "");
+  for (const char* word : {"get URL", "run JOBS.json", "demo", "--version", "--data ", "--data-file",
+                           "--header", "--method", "--output", "--timeout", "--snapshot", "exit status"}) {
+    EXPECT_NE(finished.out.find(word), std::string::npos) << word;
+  }
+}
+
+TEST(Help, IsTheSameAfterACommand) {
+  EXPECT_EQ(httppool({"get", "-h"}).out, httppool({"--help"}).out);
+}
+
+TEST(Version, IsTheProjects) {
+  const Finished finished = httppool({"--version"});
+  EXPECT_EQ(finished.status, 0);
+  EXPECT_EQ(finished.out, "httppool " HTTPPOOL_VERSION "\n");
+}
+
+TEST(OutputFile, IsNotMadeByTheCheckOfTheArguments) {
+  const Scratch scratch;
+  EXPECT_EQ(httppool({"get", "-o", scratch.path("f"), "--timeout", "0", "u"}).status, 2);
+  EXPECT_EQ(httppool({"get", "-o", scratch.path("f"), "no url"}).status, 1);
+  EXPECT_EQ(scratch.read("f"), "");
+}
+
+}  // namespace
+}  // namespace tooltest

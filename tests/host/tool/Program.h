@@ -1,0 +1,42 @@
+// A program run as a process of its own, with its output in files, so that no amount of it can block.
+// One thread. The destructor kills a process that is still running.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace tooltest {
+
+struct Finished {
+  int status = -1;  // the exit status, or 128 and the signal that ended it; -1: not ended within a minute
+  std::string out;
+  std::string err;
+};
+
+class Program {
+ public:
+  Program(const std::string& path, const std::vector<std::string>& arguments,
+          const std::vector<std::string>& environment = {});
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  void signal(int number);
+  Finished wait();
+
+ private:
+  pid_t process_ = -1;
+  int out_;
+  int err_;
+};
+
+// httppool with these arguments, run to its end. `environment` adds NAME=VALUE settings.
+Finished httppool(const std::vector<std::string>& arguments,
+                  const std::vector<std::string>& environment = {});
+
+// The same with a terminal as its stdout, whose text is in `out`.
+Finished httppoolOnTerminal(const std::vector<std::string>& arguments);
+
+}  // namespace tooltest
