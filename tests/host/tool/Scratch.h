@@ -1,25 +1,27 @@
-// A temporary folder with files in it, removed with all it holds at the end.
+// A temporary folder with files in it. Belongs to the test that makes it.
 #pragma once
 
 #include <string>
+
+#include "tests/support/Files.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tooltest {
 
 class Scratch {
  public:
-  Scratch();
-  ~Scratch();
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
+  std::string path(const std::string& name) const { return folder_.file(name); }
+  const std::string& path() const { return folder_.path(); }
 
-  const std::string& path() const { return path_; }
-  std::string path(const std::string& name) const { return path_ + "/" + name; }
   // Writes a file and returns its path.
-  std::string write(const std::string& name, const std::string& content) const;
-  std::string read(const std::string& name) const;
+  std::string write(const std::string& name, const std::string& content) const {
+    test::writeFile(path(name), content);
+    return path(name);
+  }
+  std::string read(const std::string& name) const { return test::readFile(path(name)); }
 
  private:
-  std::string path_;
+  test::TemporaryFolder folder_;
 };
 
 }  // namespace tooltest
