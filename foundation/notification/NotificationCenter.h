@@ -22,9 +22,9 @@ struct Notification {
   const Dictionary* userInfo = nullptr;
 };
 
-/// Named notifications inside the process. Any thread. Observers are called one after another, in the order of
-/// their registration, on the posting thread, before post() returns. No lock is held meanwhile: an observer may
-/// add and remove observers and post.
+/// Named notifications inside the process. Any thread. Observers are called one after another, in the order
+/// of their registration, on the posting thread, before post() returns. No lock is held meanwhile: an
+/// observer may add and remove observers and post.
 class FOUNDATION_EXPORT NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
@@ -52,6 +52,9 @@ class FOUNDATION_EXPORT NotificationCenter {
 
  private:
   struct Registration;
+  template <typename Matches>
+  bool removeMatching(const Matches& matches);
+
   std::mutex mutex_;
   std::vector<std::shared_ptr<Registration>> registrations_;
   Token lastToken_ = 0;

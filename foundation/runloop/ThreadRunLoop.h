@@ -10,19 +10,22 @@
 
 namespace foundation {
 
-/// The private loop of a thread that this library made. Needs no descriptor, so thousands of them fit under an
-/// ordinary descriptor limit. Made on, and turned by, its own thread; perform() and wake() from any thread.
+/// The private loop of a thread that this library made. Needs no descriptor, so thousands of them fit under
+/// an ordinary descriptor limit. Made on, and turned by, its own thread; perform() and wake() from any
+/// thread.
 ///
-/// The thread turns it in two steps: waitForTurn() sleeps until there is work and the next point of a time grid
-/// has come; runPass() then runs what has been queued, without waiting.
+/// The thread turns it in two steps: waitForTurn() sleeps until there is work and the next point of a time
+/// grid has come; runPass() then runs what has been queued, without waiting.
 class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Makes the loop and installs it as the calling thread's current() for as long as the Scope lives.
+  /// Installs a loop, a new one or the one given, as the calling thread's current() for as long as the Scope
+  /// lives. With the Scope the loop ends: what is queued is released, what is posted later dropped.
   class FOUNDATION_EXPORT Scope {
    public:
     Scope();
+    explicit Scope(std::shared_ptr<ThreadRunLoop> loop);
     ~Scope();
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
@@ -39,20 +42,24 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
   bool isCurrent() const override;
 
   /// Sleeps until there is something to run and then on to the next point of the grid
-  /// `epoch + k * period` (k >= 1) that lies in the future. With nothing to run the thread does not wake at all.
-  /// Returns at once when `isStopped` is true; whoever changes what it reads calls wake().
+  /// `epoch + k * period` (k >= 1) that lies in the future. With nothing to run the thread does not wake at
+  /// all. Returns at once when `isStopped` is true; whoever changes what it reads calls wake().
   void waitForTurn(Clock::time_point epoch, Clock::duration period, const std::function<bool()>& isStopped);
 
   /// Makes waitForTurn() look at its `isStopped` again. Any thread.
   void wake();
 
-  /// Runs what is queued now, oldest first, and nothing that is queued meanwhile. Ends early when `isStopped`.
+  /// Runs what is queued now, oldest first, and nothing that is queued meanwhile. Ends early when
+  /// `isStopped`.
   void runPass(const std::function<bool()>& isStopped);
 
  private:
+  void close();
+
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::function<void()>> queue_;
+  bool closed_ = false;
 };
 
 }  // namespace foundation

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,8 +10,8 @@
 
 namespace foundation {
 
-/// A timer on the run loop of the thread that schedules it. Beats lie on a fixed grid: the next one is due one
-/// interval after the last one was due, and beats that were missed are skipped, so it does not drift.
+/// A timer on the run loop of the thread that schedules it. Beats lie on a fixed grid: the next one is due
+/// one interval after the last one was due, and beats that were missed are skipped, so it does not drift.
 ///
 /// The run loop holds the timer, and the timer its callback, until invalidate(). All of it happens on the
 /// scheduling thread. Only the loop of a GLib main context serves timers.
@@ -20,7 +21,8 @@ class FOUNDATION_EXPORT Timer {
   using Callback = std::function<void(Timer&)>;
 
   /// Schedules in the default mode. An interval of 0 or less becomes 0.1 ms.
-  static std::shared_ptr<Timer> scheduled(std::chrono::microseconds interval, Repeats repeats, Callback callback);
+  static std::shared_ptr<Timer> scheduled(std::chrono::microseconds interval, Repeats repeats,
+                                          Callback callback);
 
   ~Timer();
   Timer(const Timer&) = delete;
@@ -37,10 +39,18 @@ class FOUNDATION_EXPORT Timer {
 
  private:
   struct Source;
-  explicit Timer(std::chrono::microseconds interval) : interval_(interval) {}
+  Timer(std::chrono::microseconds interval, Repeats repeats, Callback callback);
+  void schedule(const std::shared_ptr<Timer>& self);
+  void beat();
 
-  std::chrono::microseconds interval_;
+  const std::chrono::microseconds interval_;
+  const Repeats repeats_;
+  /// Shared with a beat that is running, so that invalidate() inside it does not pull it away.
+  std::shared_ptr<Callback> callback_;
   RunLoopModes modes_ = static_cast<unsigned>(RunLoopMode::Default);
+  /// On the monotonic clock of GLib.
+  std::int64_t due_ = 0;
+  /// Owned by the context; null when the timer is not scheduled.
   Source* source_ = nullptr;
 };
 

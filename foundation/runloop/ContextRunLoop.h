@@ -1,0 +1,52 @@
+#pragma once
+
+#include <glib.h>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "foundation/base/Export.h"
+#include "foundation/runloop/RunLoop.h"
+
+namespace foundation {
+
+/// The run loop of a GLib main context, which whoever owns the thread turns: the host's toolkit, or
+/// ZEP_RunLoop_Run. One source on the context serves all performs. There is one loop for each context; it
+/// does not keep the context alive, and ends with it: what is queued then is released, what is posted later
+/// dropped.
+class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this<ContextRunLoop> {
+ public:
+  /// The loop of `context`, null for the default context. Any thread.
+  static std::shared_ptr<ContextRunLoop> of(GMainContext* context);
+
+  ~ContextRunLoop() override;
+
+  void perform(std::function<void()> block) override;
+  bool isCurrent() const override;
+
+  /// The calling thread's own context. Never null.
+  GMainContext* context() const { return context_; }
+
+ private:
+  struct Source;
+
+  explicit ContextRunLoop(GMainContext* context);
+  void attach();
+  void runQueued();
+  void contextEnded();
+
+  /// Compared, and used on the loop's own thread; it may be gone on others.
+  GMainContext* const context_;
+  GSource* source_ = nullptr;
+
+  std::mutex mutex_;
+  std::deque<std::function<void()>> incoming_;
+  bool ended_ = false;
+
+  /// The loop's thread only.
+  std::deque<std::function<void()>> ready_;
+};
+
+}  // namespace foundation

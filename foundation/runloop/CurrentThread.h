@@ -1,0 +1,13 @@
+#pragma once
+
+#include <memory>
+
+namespace foundation {
+
+class ThreadRunLoop;
+
+/// The calling thread's private run loop, if it has one.
+const std::shared_ptr<ThreadRunLoop>& privateLoopOfThisThread();
+void setPrivateLoopOfThisThread(std::shared_ptr<ThreadRunLoop> loop);
+
+}  // namespace foundation

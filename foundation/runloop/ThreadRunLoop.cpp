@@ -1,0 +1,81 @@
+#include "foundation/runloop/ThreadRunLoop.h"
+
+#include <cassert>
+#include <utility>
+
+#include "foundation/runloop/CurrentThread.h"
+
+namespace foundation {
+
+ThreadRunLoop::Scope::Scope() : Scope(std::make_shared<ThreadRunLoop>()) {
+}
+
+ThreadRunLoop::Scope::Scope(std::shared_ptr<ThreadRunLoop> loop) : loop_(std::move(loop)) {
+  assert(privateLoopOfThisThread() == nullptr);
+  setPrivateLoopOfThisThread(loop_);
+}
+
+ThreadRunLoop::Scope::~Scope() {
+  setPrivateLoopOfThisThread(nullptr);
+  loop_->close();
+}
+
+ThreadRunLoop::ThreadRunLoop() = default;
+ThreadRunLoop::~ThreadRunLoop() = default;
+
+void ThreadRunLoop::perform(std::function<void()> block) {
+  bool wasEmpty = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (closed_) {
+      return;
+    }
+    wasEmpty = queue_.empty();
+    queue_.push_back(std::move(block));
+  }
+  if (wasEmpty) {
+    changed_.notify_one();
+  }
+}
+
+bool ThreadRunLoop::isCurrent() const {
+  return privateLoopOfThisThread().get() == this;
+}
+
+void ThreadRunLoop::waitForTurn(Clock::time_point epoch, Clock::duration period,
+                                const std::function<bool()>& isStopped) {
+  assert(isCurrent());
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return isStopped() || !queue_.empty(); });
+  const auto beats = (Clock::now() - epoch) / period + 1;
+  changed_.wait_until(lock, epoch + beats * period, isStopped);
+}
+
+void ThreadRunLoop::wake() {
+  // Under the lock, so that it cannot fall between the waiter's look at `isStopped` and its sleep.
+  const std::lock_guard lock(mutex_);
+  changed_.notify_one();
+}
+
+void ThreadRunLoop::runPass(const std::function<bool()>& isStopped) {
+  assert(isCurrent());
+  std::deque<std::function<void()>> blocks;
+  {
+    const std::lock_guard lock(mutex_);
+    blocks.swap(queue_);
+  }
+  while (!blocks.empty() && !isStopped()) {
+    const std::function<void()> block = std::move(blocks.front());
+    blocks.pop_front();
+    block();
+  }
+}
+
+void ThreadRunLoop::close() {
+  std::deque<std::function<void()>> dropped;
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  dropped.swap(queue_);
+}
+
+}  // namespace foundation
