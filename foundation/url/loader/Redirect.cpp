@@ -41,12 +41,13 @@ struct CurlFree {
 
 std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
   constexpr unsigned kAnyScheme = CURLU_NON_SUPPORT_SCHEME;
+  const std::string reference = percentEncoded(location);
   const UrlHandle resolver(curl_url());
   char* text = nullptr;
-  if (location.empty() || resolver == nullptr ||
+  // curl takes what is no reference at all for a path.
+  if (reference.empty() || !URL::parse(reference) || resolver == nullptr ||
       curl_url_set(resolver.get(), CURLUPART_URL, base.absoluteString().c_str(), 0) != CURLUE_OK ||
-      curl_url_set(resolver.get(), CURLUPART_URL, percentEncoded(location).c_str(), kAnyScheme) !=
-          CURLUE_OK ||
+      curl_url_set(resolver.get(), CURLUPART_URL, reference.c_str(), kAnyScheme) != CURLUE_OK ||
       curl_url_get(resolver.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
     return std::nullopt;
   }
