@@ -379,7 +379,7 @@ bool Transfer::configure(const ProxyChoice& proxy) {
   const bool message =
       set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS)) &&
       set(CURLOPT_HTTPHEADER, headers_.get()) && set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br, zstd") &&
-      set(CURLOPT_SHARE, loader_.share()) && set(CURLOPT_COOKIEFILE, "") &&
+      set(CURLOPT_SHARE, loader_.share()) &&
       (headers.cookies.empty() || set(CURLOPT_COOKIE, headers.cookies.c_str())) && configureMethodAndBody();
   if (!transport || !message) {
     return false;
