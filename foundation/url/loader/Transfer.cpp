@@ -353,11 +353,8 @@ bool Transfer::configureMethodAndBody() {
 }
 
 bool Transfer::configure(const ProxyChoice& proxy) {
-  if (easy_ == nullptr) {
-    easy_.reset(curl_easy_init());
-  } else {
-    curl_easy_reset(easy_.get());
-  }
+  // A new handle for each request of the load: curl_easy_reset(3) leaks the list of cookie files.
+  easy_.reset(curl_easy_init());
   RequestHeaders headers = makeRequestHeaders(request_);
   headers_ = std::move(headers.list);
   CURL* easy = easy_.get();
@@ -379,7 +376,7 @@ bool Transfer::configure(const ProxyChoice& proxy) {
   const bool message =
       set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS)) &&
       set(CURLOPT_HTTPHEADER, headers_.get()) && set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br, zstd") &&
-      set(CURLOPT_SHARE, loader_.share()) &&
+      set(CURLOPT_SHARE, loader_.share()) && set(CURLOPT_COOKIEFILE, "") &&
       (headers.cookies.empty() || set(CURLOPT_COOKIE, headers.cookies.c_str())) && configureMethodAndBody();
   if (!transport || !message) {
     return false;
