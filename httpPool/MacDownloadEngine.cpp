@@ -1,0 +1,125 @@
+#include "httpPool/MacDownloadEngine.h"
+
+#include <string>
+#include <utility>
+
+#include "support/logstream.h"
+
+foundation::Dictionary* g_localizationStr = nullptr;
+
+namespace {
+
+constexpr const char* kAsyncDownload =
+    "-[MacDownloadEngine AsyncDownloadWithUrl:downloadType:eventSink:postContent:headerFields:]";
+constexpr const char* kGenerateRequest = "-[MacDownloadEngine generateURLRequest:postData:headerFields:]";
+constexpr const char* kStateChanged = "-[MacDownloadEngine DownloadStateChanged:]";
+
+/// Deliberately 1: the try that has just failed is counted already, so no request is ever repeated.
+constexpr int kTryLimit = 1;
+
+}  // namespace
+
+MacDownloadEngine::MacDownloadEngine() : m_baseThread(foundation::Thread::current()) {
+}
+
+std::shared_ptr<MacDownloader> MacDownloadEngine::AsyncDownloadWithUrl(
+    std::optional<std::string_view> url, int downloadType, IDownloadEventSink* eventSink,
+    std::shared_ptr<const foundation::Data> postContent, const foundation::Dictionary* headerFields) {
+  auto request = generateURLRequest(url, std::move(postContent), headerFields);
+  if (!request) {
+    logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
+        << kAsyncDownload << " "
+        << "urlRequest is nil, url:" << std::string(url.value_or("")) << std::endl;
+    return nullptr;
+  }
+  auto downloader = std::make_shared<MacDownloader>(std::move(request));
+  downloader->setTag(downloadType);
+  downloader->SetEventSink(eventSink);
+  downloader->SetDownloadEngine(this);
+  downloader->Start();
+  return downloader;
+}
+
+std::optional<foundation::URLRequest> MacDownloadEngine::generateURLRequest(
+    std::optional<std::string_view> url, std::shared_ptr<const foundation::Data> postData,
+    const foundation::Dictionary* headerFields) {
+  if (!url) {
+    logstream(QLX_LEVEL_ERROR, "Unknown").l_value() << kGenerateRequest << " "
+                                                    << "url is empty" << std::endl;
+    return std::nullopt;
+  }
+  auto destUrl = foundation::URL::parse(*url);
+  if (!destUrl) {
+    logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
+        << kGenerateRequest << " "
+        << "destUrl is empty, url:" << std::string(*url) << std::endl;
+    return std::nullopt;
+  }
+  foundation::URLRequest request(std::move(*destUrl));
+  request.setCachePolicy(foundation::CachePolicy::ReloadIgnoringLocalCacheData);
+  request.setHTTPMethod("POST");
+  if (postData) {
+    // The low 32 bits of the length; on the wire the body's own length counts.
+    const auto length = static_cast<unsigned int>(postData->length());
+    request.setHTTPBody(std::move(postData));
+    request.setValueForHTTPHeaderField(std::to_string(length), "Content-Length");
+  }
+  request.setValueForHTTPHeaderField("application/x-www-form-urlencoded", "Content-Type");
+  if (headerFields) {
+    for (const auto& [key, value] : headerFields->entries()) {
+      ApplyHeaderField(request, key, value.text() ? *value.text() : std::string_view());
+    }
+  }
+  return request;
+}
+
+void MacDownloadEngine::ApplyHeaderField(foundation::URLRequest& request, std::string_view key,
+                                         std::string_view value) {
+  if (key == "Exchange-Autodiscover") {
+    m_authRequiringType = AuthRequiringType::ExchAutodiscover;
+    return;
+  }
+  if (key == "Exchange-Listmeeting") {
+    m_authRequiringType = AuthRequiringType::ExchListmeeting;
+    return;
+  }
+  if (key == "Adjacency") {
+    m_authRequiringType = AuthRequiringType::Adjacency;
+    return;
+  }
+  if (key == "Glint") {
+    // Unlike the three above it is sent, too, on purpose.
+    m_authRequiringType = AuthRequiringType::Glint;
+  }
+  if (key == "HttpMethonGet") {  // The spelling is part of the interface.
+    request.setHTTPMethod("GET");
+  } else if (key == "HttpMethod") {
+    request.setHTTPMethod(value);
+  } else {
+    request.setValueForHTTPHeaderField(value, key);
+  }
+}
+
+void MacDownloadEngine::DownloadStateChanged(MacDownloader& downloader, HTTP_CALL_STATUS state) {
+  if (state == HTTP_CALL_FAILED && downloader.errorCode() == DOWNLOAD_ERROR_CONNECTION) {
+    if (downloader.GetTryCount() < kTryLimit) {
+      logstream(QLX_LEVEL_INFO, "Unknown").l_value()
+          << kStateChanged << " "
+          << "http call failed, retry! url:" << downloader.GetTargetUrlString() << std::endl;
+      downloader.Start();
+      return;
+    }
+    // The text says 3 although the limit is 1; it stays as it is.
+    logstream(QLX_LEVEL_INFO, "Unknown").l_value()
+        << kStateChanged << " "
+        << "http call retry count > 3, failed! url:" << downloader.GetTargetUrlString() << std::endl;
+  }
+  if (state == HTTP_CALL_SUCCEEDED && std::exchange(m_bAlreadySendDownloadFinished, true)) {
+    return;
+  }
+  if (IDownloadEventSink* eventSink = downloader.GetEventSink()) {
+    logstream(QLX_LEVEL_DEBUG, "Unknown").l_value() << kStateChanged << " "
+                                                    << "state:" << static_cast<int>(state) << std::endl;
+    eventSink->OnDownloadStateChange(state, &downloader);
+  }
+}

@@ -1,0 +1,87 @@
+#include "httpPool/ZEP_HttpPool.h"
+
+#include "httpPool/Global.h"
+#include "support/CFuncTrace.h"
+
+namespace {
+
+constexpr long kNoRegistry = -1;
+
+}  // namespace
+
+long ZEP_HttpPool_Create(const char* poolName) {
+  const CFuncTrace trace("ZEP_HttpPool_Create");
+  return g_pGlobal ? g_pGlobal->CreatePool(poolName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_SetPoolProc(const char* poolName, ZEP_HttpPool_NotifyProc proc) {
+  const CFuncTrace trace("ZEP_HttpPool_SetPoolProc");
+  return g_pGlobal ? g_pGlobal->SetPoolProc(poolName, proc) : kNoRegistry;
+}
+
+long ZEP_HttpPool_Destroy(const char* poolName) {
+  const CFuncTrace trace("ZEP_HttpPool_Destroy");
+  return g_pGlobal ? g_pGlobal->DestroyPool(poolName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_Init(void* /*first*/, void* /*second*/) {
+  return 0;
+}
+
+long ZEP_HttpPool_AddTask(const char* poolName, const char* taskName) {
+  const CFuncTrace trace("ZEP_HttpPool_AddTask");
+  return g_pGlobal ? g_pGlobal->AddTask(poolName, taskName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_RemoveTask(const char* poolName, const char* taskName) {
+  const CFuncTrace trace("ZEP_HttpPool_RemoveTask");
+  return g_pGlobal ? g_pGlobal->RemoveTask(poolName, taskName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_ClearTask(const char* poolName) {
+  const CFuncTrace trace("ZEP_HttpPool_ClearTask");
+  return g_pGlobal ? g_pGlobal->ClearTask(poolName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_GetTaskList(const char* poolName, char* buffer, long* size) {
+  const CFuncTrace trace("ZEP_HttpPool_GetTaskList");
+  return g_pGlobal ? g_pGlobal->GetTaskList(poolName, buffer, size) : kNoRegistry;
+}
+
+long ZEP_HttpPool_GetSnapshot(char* buffer, long* size) {
+  const CFuncTrace trace("ZEP_HttpPool_GetSnapshot");
+  return g_pGlobal ? g_pGlobal->GetSnapshot(buffer, size) : kNoRegistry;
+}
+
+// Not traced, on purpose: the host asks for every task on every beat.
+long ZEP_HttpPool_GetTaskStatus(const char* poolName, const char* taskName, ZEP_HTTP_TASK_STATUS* status) {
+  return g_pGlobal ? g_pGlobal->GetTaskStatus(poolName, taskName, status) : kNoRegistry;
+}
+
+long ZEP_HttpPool_TaskRun(const char* poolName, const char* taskName, ZEP_HTTP_TASK_STATUS* status) {
+  const CFuncTrace trace("ZEP_HttpPool_TaskRun");
+  return g_pGlobal ? g_pGlobal->TaskRun(poolName, taskName, status) : kNoRegistry;
+}
+
+long ZEP_HttpPool_TaskReset(const char* poolName, const char* taskName) {
+  const CFuncTrace trace("ZEP_HttpPool_TaskReset");
+  return g_pGlobal ? g_pGlobal->TaskReset(poolName, taskName) : kNoRegistry;
+}
+
+long ZEP_HttpPool_SetTaskProperty(const char* poolName, const char* taskName, ZEP_HTTP_TASK_PROPERTY property,
+                                  const char* value) {
+  const CFuncTrace trace("ZEP_HttpPool_SetTaskProperty");
+  return g_pGlobal ? g_pGlobal->SetTaskProperty(poolName, taskName, property, value) : kNoRegistry;
+}
+
+long ZEP_HttpPool_SetTaskDataProperty(const char* poolName, const char* taskName, const unsigned char* data,
+                                      int size) {
+  const CFuncTrace trace("ZEP_HttpPool_SetTaskDataProperty");
+  return g_pGlobal ? g_pGlobal->SetTaskDataProperty(poolName, taskName, data, size) : kNoRegistry;
+}
+
+long ZEP_HttpPool_GetTaskProperty(const char* poolName, const char* taskName, ZEP_HTTP_TASK_PROPERTY property,
+                                  char* buffer, long* size) {
+  const CFuncTrace trace("ZEP_HttpPool_GetTaskProperty");
+  return g_pGlobal ? g_pGlobal->GetTaskProperty(poolName, taskName, property, buffer, size) : kNoRegistry;
+}
