@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "httpPool/TracedUrl.h"
 #include "support/logstream.h"
 
 foundation::Dictionary* g_localizationStr = nullptr;
@@ -29,7 +30,7 @@ std::shared_ptr<MacDownloader> MacDownloadEngine::AsyncDownloadWithUrl(
   if (!request) {
     logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
         << kAsyncDownload << " "
-        << "urlRequest is nil, url:" << std::string(url.value_or("")) << std::endl;
+        << "urlRequest is nil, url:" << TracedUrl{url.value_or("")} << std::endl;
     return nullptr;
   }
   auto downloader = std::make_shared<MacDownloader>(std::move(request));
@@ -52,7 +53,7 @@ std::optional<foundation::URLRequest> MacDownloadEngine::generateURLRequest(
   if (!destUrl) {
     logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
         << kGenerateRequest << " "
-        << "destUrl is empty, url:" << std::string(*url) << std::endl;
+        << "destUrl is empty, url:" << TracedUrl{*url} << std::endl;
     return std::nullopt;
   }
   foundation::URLRequest request(std::move(*destUrl));
@@ -105,14 +106,15 @@ void MacDownloadEngine::DownloadStateChanged(MacDownloader& downloader, HTTP_CAL
     if (downloader.GetTryCount() < kTryLimit) {
       logstream(QLX_LEVEL_INFO, "Unknown").l_value()
           << kStateChanged << " "
-          << "http call failed, retry! url:" << downloader.GetTargetUrlString() << std::endl;
+          << "http call failed, retry! url:" << TracedUrl{downloader.GetTargetUrlString()} << std::endl;
       downloader.Start();
       return;
     }
     // The text says 3 although the limit is 1; it stays as it is.
     logstream(QLX_LEVEL_INFO, "Unknown").l_value()
         << kStateChanged << " "
-        << "http call retry count > 3, failed! url:" << downloader.GetTargetUrlString() << std::endl;
+        << "http call retry count > 3, failed! url:" << TracedUrl{downloader.GetTargetUrlString()}
+        << std::endl;
   }
   if (state == HTTP_CALL_SUCCEEDED && std::exchange(m_bAlreadySendDownloadFinished, true)) {
     return;

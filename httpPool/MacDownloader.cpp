@@ -8,7 +8,9 @@
 #include <new>
 #include <utility>
 
+#include "foundation/runloop/BlockedSignals.h"
 #include "httpPool/NSURLResponse+GetHeaderAdditions.h"
+#include "httpPool/TracedUrl.h"
 #include "support/logstream.h"
 
 namespace {
@@ -103,7 +105,7 @@ MacDownloader::MacDownloader(std::optional<foundation::URLRequest> request)
 MacDownloader::~MacDownloader() {
   logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
       << "-[MacDownloader dealloc]"
-      << ", Cocoa http Call dealloc for calling: " << m_targetUrlString << std::endl;
+      << ", Cocoa http Call dealloc for calling: " << TracedUrl{m_targetUrlString} << std::endl;
   Stop();
 }
 
@@ -130,7 +132,7 @@ int MacDownloader::Start() {
   }
   logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
       << "-[MacDownloader Start]"
-      << ", Cocoa http Call start thread to download: " << m_targetUrlString << std::endl;
+      << ", Cocoa http Call start thread to download: " << TracedUrl{m_targetUrlString} << std::endl;
   {
     auto empty = std::make_shared<Data>();
     const std::lock_guard lock(m_mutex);
@@ -156,7 +158,7 @@ int MacDownloader::Stop() {
   }
   logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
       << "-[MacDownloader Stop]"
-      << ", Cocoa http Call stop thread to call: " << m_targetUrlString
+      << ", Cocoa http Call stop thread to call: " << TracedUrl{m_targetUrlString}
       << ", current state: " << static_cast<int>(GetDownloadState()) << std::endl;
   m_bNeedExitThread = true;
   if (m_bHasThread) {
@@ -171,6 +173,7 @@ int MacDownloader::Stop() {
 }
 
 int MacDownloader::CreateThread(pthread_t* thread) {
+  const foundation::BlockedSignals blocked;
   return pthread_create(thread, nullptr, &MacDownloader::ThreadEntry, this);
 }
 
@@ -353,9 +356,10 @@ void MacDownloader::connectionDidFinishLoading(foundation::URLConnection& /*conn
     return;
   }
   const int statusCode = GetStatusCode();
-  logstream(QLX_LEVEL_DEBUG, "Unknown").l_value() << "-[MacDownloader connectionDidFinishLoading:]"
-                                                  << ", connectionDidFinishLoading: " << m_targetUrlString
-                                                  << ", m_statusCode=" << statusCode << std::endl;
+  logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
+      << "-[MacDownloader connectionDidFinishLoading:]"
+      << ", connectionDidFinishLoading: " << TracedUrl{m_targetUrlString} << ", m_statusCode=" << statusCode
+      << std::endl;
   setErrorCode(statusCode == kStatusTooManyRequests ? DOWNLOAD_ERROR_TOO_MANY_REQUESTS : DOWNLOAD_ERROR_NONE);
   SetDownloadState(HTTP_CALL_SUCCEEDED);
 }
@@ -367,7 +371,7 @@ void MacDownloader::connectionDidFailWithError(foundation::URLConnection& /*conn
   }
   logstream(QLX_LEVEL_WARNING, "Unknown").l_value()
       << "-[MacDownloader connection:didFailWithError:]"
-      << ", m_targetUrlString:" << m_targetUrlString << std::endl;
+      << ", m_targetUrlString:" << TracedUrl{m_targetUrlString} << std::endl;
   logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
       << "-[MacDownloader connection:didFailWithError:]"
       << ", error:" << error.description << ", error localizedDescription:" << error.localizedDescription

@@ -1,7 +1,6 @@
 #include "foundation/url/loader/Loader.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "foundation/base/Trace.h"
+#include "foundation/runloop/BlockedSignals.h"
 #include "foundation/url/loader/FileLoad.h"
 #include "foundation/url/loader/Transfer.h"
 
@@ -41,13 +41,6 @@ std::optional<Error> reasonNotToStart(const URLRequest& request) {
   }
   return makeURLError(URLErrorCode::UnsupportedURL,
                       url.scheme().empty() ? "a relative reference" : "the scheme is " + url.scheme());
-}
-
-/// Signals that are meant for the host's threads must not run their handlers here.
-void blockAllSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
 }
 
 }  // namespace
@@ -130,6 +123,7 @@ Loader::Loader() : limits_(Limits::ofThisProcess()), slots_(limits_.transfers) {
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERDATA, this);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(limits_.transfers));
   try {
+    const BlockedSignals blocked;
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error& error) {
     trace(TraceLevel::Error, std::string("the loader thread cannot be started: ") + error.what());
@@ -151,7 +145,6 @@ void Loader::stopAtExit() {
 }
 
 void Loader::run() {
-  blockAllSignals();
   pthread_setname_np(pthread_self(), "zep.urlloader");
   threadId_ = std::this_thread::get_id();
   while (true) {
