@@ -1,0 +1,65 @@
+#include <glib.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "foundation/runloop/DispatchQueue.h"
+
+using foundation::DispatchQueue;
+
+namespace {
+
+TEST(DispatchQueue, TheGlobalOneRunsEverythingElsewhere) {
+  constexpr int kBlocks = 200;
+  std::mutex mutex;
+  std::condition_variable changed;
+  int ran = 0;
+  for (int i = 0; i < kBlocks; ++i) {
+    DispatchQueue::global().async([&] {
+      const std::lock_guard lock(mutex);
+      ++ran;
+      changed.notify_one();
+    });
+  }
+  std::unique_lock lock(mutex);
+  EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(20), [&] { return ran == kBlocks; }));
+}
+
+TEST(DispatchQueue, SyncWaitsForItsBlock) {
+  std::thread::id ranOn;
+  DispatchQueue::global().sync([&] { ranOn = std::this_thread::get_id(); });
+  EXPECT_NE(ranOn, std::thread::id());
+  EXPECT_NE(ranOn, std::this_thread::get_id());
+}
+
+TEST(DispatchQueue, TheMainOneRunsOnTheMainThreadInOrder) {
+  std::vector<int> order;
+  std::atomic<bool> done{false};
+  const auto main = std::this_thread::get_id();
+  std::thread worker([&] {
+    DispatchQueue::main().async([&] { order.push_back(1); });
+    DispatchQueue::main().sync([&] {
+      EXPECT_EQ(std::this_thread::get_id(), main);
+      order.push_back(2);
+    });
+    done = true;
+    g_main_context_wakeup(nullptr);
+  });
+  while (!done) {
+    g_main_context_iteration(nullptr, TRUE);
+  }
+  worker.join();
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(DispatchQueue, TheMainThreadDoesNotWaitForItself) {
+  bool ran = false;
+  DispatchQueue::main().sync([&] { ran = true; });
+  EXPECT_TRUE(ran);
+}
+
+}  // namespace

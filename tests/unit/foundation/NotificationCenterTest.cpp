@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/notification/NotificationCenter.h"
+
+using foundation::Dictionary;
+using foundation::Notification;
+using foundation::NotificationCenter;
+
+namespace {
+
+TEST(NotificationCenter, TellsObserversOfTheNameInOrder) {
+  NotificationCenter center;
+  std::string told;
+  center.addObserver(nullptr, "name", [&](const Notification&) { told += 'a'; });
+  center.addObserver(nullptr, "other", [&](const Notification&) { told += 'x'; });
+  center.addObserver(nullptr, "name", [&](const Notification&) { told += 'b'; });
+  center.post("name", nullptr, nullptr);
+  EXPECT_EQ(told, "ab");
+}
+
+TEST(NotificationCenter, PassesObjectAndUserInfo) {
+  NotificationCenter center;
+  const Dictionary info{{"k", "v"}};
+  int object = 0;
+  center.addObserver(nullptr, "name", [&](const Notification& notification) {
+    EXPECT_EQ(notification.name, "name");
+    EXPECT_EQ(notification.object, &object);
+    EXPECT_EQ(notification.userInfo, &info);
+    ++object;
+  });
+  center.post("name", &object, &info);
+  EXPECT_EQ(object, 1);
+}
+
+TEST(NotificationCenter, RemovesByTokenObserverAndName) {
+  NotificationCenter center;
+  int observer = 0, other = 0;
+  std::string told;
+  const auto add = [&](const void* who, const char* name, char mark) {
+    return center.addObserver(who, name, [&told, mark](const Notification&) { told += mark; });
+  };
+  const auto token = add(&observer, "n", 'a');
+  add(&observer, "n", 'b');
+  add(&observer, "m", 'c');
+  add(&other, "n", 'd');
+  EXPECT_TRUE(center.removeObserver(token));
+  EXPECT_FALSE(center.removeObserver(token));
+  EXPECT_FALSE(center.removeObserver(NotificationCenter::Token{12345}));
+  center.post("n", nullptr, nullptr);
+  EXPECT_EQ(told, "bd");
+  center.removeObserver(&observer, "n");
+  center.post("n", nullptr, nullptr);
+  center.post("m", nullptr, nullptr);
+  EXPECT_EQ(told, "bddc");
+  center.removeObserver(&observer);
+  center.removeObserver(nullptr);
+  center.post("m", nullptr, nullptr);
+  center.post("n", nullptr, nullptr);
+  EXPECT_EQ(told, "bddcd");
+}
+
+TEST(NotificationCenter, ObserversMayComeAndGoInsideADelivery) {
+  NotificationCenter center;
+  std::string told;
+  NotificationCenter::Token second = 0;
+  NotificationCenter::Token self = 0;
+  self = center.addObserver(nullptr, "n", [&](const Notification&) {
+    told += 'a';
+    center.removeObserver(self);
+    center.removeObserver(second);
+    center.addObserver(nullptr, "n", [&](const Notification&) { told += 'n'; });
+    center.post("m", nullptr, nullptr);
+  });
+  second = center.addObserver(nullptr, "n", [&](const Notification&) { told += 'b'; });
+  center.addObserver(nullptr, "m", [&](const Notification&) { told += 'm'; });
+  center.post("n", nullptr, nullptr);
+  EXPECT_EQ(told, "am") << "the removed one was told, or the new one too early";
+  center.post("n", nullptr, nullptr);
+  EXPECT_EQ(told, "amn");
+}
+
+TEST(NotificationCenter, TakesPostsFromManyThreads) {
+  NotificationCenter center;
+  std::atomic<int> told{0};
+  center.addObserver(nullptr, "n", [&](const Notification&) { ++told; });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 500; ++n) {
+        const auto token = center.addObserver(nullptr, "other", [](const Notification&) {});
+        center.post("n", nullptr, nullptr);
+        center.removeObserver(token);
+      }
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(told, 2000);
+}
+
+}  // namespace
