@@ -243,12 +243,14 @@ void MacDownloader::SetDownloadState(HTTP_CALL_STATUS state) {
 }
 
 void MacDownloader::OnDownloadStateChanged() {
-  if (!m_pDownloadEngine) {
+  // Nobody holds a downloader that is being destroyed: there is nothing to hand over any more.
+  auto self = weak_from_this().lock();
+  if (!m_pDownloadEngine || !self) {
     return;
   }
   const int argument = GetDownloadState() == HTTP_CALL_RECEIVING ? GetNewReceivedDataLength() : 0;
   m_pDownloadEngine->baseThread().perform(
-      [self = shared_from_this(), argument] { self->DownloadStateChanged(argument); });
+      [self = std::move(self), argument] { self->DownloadStateChanged(argument); });
 }
 
 void MacDownloader::DownloadStateChanged(int /*argument*/) {

@@ -68,7 +68,11 @@ void CPool::AddTask(const char* taskName) {
   if (!taskName || GetTask(taskName)) {
     return;
   }
-  auto task = std::make_unique<CTask>(taskName, m_name.c_str());
+  AdoptTask(std::make_unique<CTask>(taskName, m_name.c_str()));
+  m_sReport.UpdateStatus(m_name.c_str(), taskName, POOL_EVENT_TASK_CREATED);
+}
+
+void CPool::AdoptTask(std::unique_ptr<CTask> task) {
   m_tasks.Add(task.get());
   try {
     if (m_tasks.size() == 1) {
@@ -80,7 +84,6 @@ void CPool::AddTask(const char* taskName) {
   }
   // From here on the list stands for the ownership.
   task.release();
-  m_sReport.UpdateStatus(m_name.c_str(), taskName, POOL_EVENT_TASK_CREATED);
 }
 
 void CPool::RemoveTask(const char* taskName) {

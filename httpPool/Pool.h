@@ -38,6 +38,8 @@ class CPool : public ZEPTimer, public IZEPTimer_Callback, public CTimeoutCheck {
 
   /// Nothing happens when the pool has a task of that name.
   void AddTask(const char* taskName);
+  /// Adds a task that was made elsewhere; its name must be new to the pool.
+  void AdoptTask(std::unique_ptr<CTask> task);
   CTask* GetTask(const char* taskName) { return m_tasks.Find(taskName); }
   void RemoveTask(const char* taskName);
   void ClearTask();
