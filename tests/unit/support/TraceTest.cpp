@@ -31,9 +31,9 @@ class Tracing : public testing::Test {
     arguments.insert(arguments.begin(), folder_.file(folder + "/driver"));
     test::ChildProcess driver({.arguments = arguments,
                                .environment = {{"TRACE_RECORD_FILE", record}, {"TRACE_RECORD_LEVEL", level}},
-                               .outputFile = folder_.file("output")});
+                               .outputFile = folder_.file("X/output")});
     EXPECT_EQ(driver.wait().value_or(test::ChildProcess::End{.exitStatus = -1}).exitStatus, 0);
-    output = test::readFile(folder_.file("output"));
+    output = test::readFile(folder_.file("X/output"));
     return test::fileExists(record) ? parsed(test::readFile(record)) : Lines();
   }
 
