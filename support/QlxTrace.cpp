@@ -77,7 +77,7 @@ const Plugin& plugin() {
 
 }  // namespace
 
-unsigned long _getTraceLevel() {
+unsigned long _getTraceLevel() {  // NOLINT(bugprone-reserved-identifier)
   const LevelQuery query = plugin().levelQuery;
   return query != nullptr ? query() : QLX_LEVEL_DEBUG;
 }

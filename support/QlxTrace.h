@@ -12,7 +12,7 @@ inline constexpr unsigned long QLX_LEVEL_WARNING = 4;  ///< QLXWARN
 inline constexpr unsigned long QLX_LEVEL_ERROR = 8;    ///< QLXERROR
 
 /// The plug-in's threshold, its QlxGetTraceLevel; 1 without one.
-unsigned long _getTraceLevel();
+unsigned long _getTraceLevel();  // NOLINT(bugprone-reserved-identifier): part of the interface
 
 /// Whether a line of the level passes the threshold.
 bool IsCanLog(const unsigned long& level);

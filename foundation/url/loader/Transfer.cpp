@@ -222,7 +222,7 @@ void Transfer::touch() {
 // --- What curl reports while it runs. The handle may not be removed in here. ---
 
 /// Always false: the callback's way to say "stop", with the reason kept.
-bool Transfer::refuse(URLErrorCode code, std::string detail) {
+bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
   refusal_ = makeURLError(code, detail);
   return false;
 }

@@ -66,7 +66,7 @@ class Transfer {
   void end();
   void detach();
   void touch();
-  bool refuse(URLErrorCode code, std::string detail);
+  bool refuse(URLErrorCode code, const std::string& detail);
 
   bool takeHeaderLine(std::string_view line);
   bool takeHead();
