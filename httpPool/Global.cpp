@@ -35,8 +35,11 @@ CGlobal::CGlobal() : ZEPTimer(this) {
 
 CGlobal::~CGlobal() {
   KillTimer(kRegistryTimerId);
-  // Pools that are left are deliberately not deleted: their timers and requests may still be running. They stay
-  // known, so that no leak checker takes them for lost.
+  if (m_pools.empty() && m_pendingPools.empty()) {
+    return;
+  }
+  // Pools that are left are deliberately not deleted: their timers and requests may still be running. They
+  // stay known, so that no leak checker takes them for lost.
   static std::vector<CPool*>& left = *new std::vector<CPool*>;
   left.insert(left.end(), m_pools.begin(), m_pools.end());
   left.insert(left.end(), m_pendingPools.begin(), m_pendingPools.end());

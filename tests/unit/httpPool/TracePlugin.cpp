@@ -13,12 +13,20 @@ struct Line {
   std::string text;
 };
 
-std::mutex mutex;
-std::deque<Line> lines;
+/// Never destroyed: the library's threads go on tracing while the process exits.
+struct Log {
+  std::mutex mutex;
+  std::deque<Line> lines;
+};
+
+Log& log() {
+  static Log& only = *new Log;
+  return only;
+}
 
 int keep(int level, const char* text) {
-  const std::lock_guard lock(mutex);
-  lines.push_back({level, text});
+  const std::lock_guard lock(log().mutex);
+  log().lines.push_back({level, text});
   return 0;
 }
 
@@ -44,8 +52,8 @@ PLUGIN_EXPORT int QLXERROR(const char* format, ...) {
 PLUGIN_EXPORT void TestTrace_Take(void (*visit)(int level, const char* text, void* context), void* context) {
   std::deque<Line> taken;
   {
-    const std::lock_guard lock(mutex);
-    taken.swap(lines);
+    const std::lock_guard lock(log().mutex);
+    taken.swap(log().lines);
   }
   for (const Line& line : taken) {
     visit(line.level, line.text.c_str(), context);
