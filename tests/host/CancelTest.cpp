@@ -29,8 +29,7 @@ const Way kWays[] = {
     {"Remove", [](HostPool& pool) { ZEP_HttpPool_RemoveTask(pool.name().c_str(), kTask); },
      ZEP_HTTP_TASK_NOT_EXIST},
     {"Clear", [](HostPool& pool) { ZEP_HttpPool_ClearTask(pool.name().c_str()); }, ZEP_HTTP_TASK_NOT_EXIST},
-    {"Destroy", [](HostPool& pool) { ZEP_HttpPool_Destroy(pool.name().c_str()); },
-     static_cast<ZEP_HTTP_TASK_STATUS>(-1)},
+    {"Destroy", [](HostPool& pool) { ZEP_HttpPool_Destroy(pool.name().c_str()); }, kNotWritten},
 };
 
 class Cancel : public testing::TestWithParam<std::tuple<int, Step>> {

@@ -125,7 +125,10 @@ TEST(Fault, DripOutlivesTheTimeOut) {
 
 TEST(Fault, OneBrokenServerDoesNotDisturbAnother) {
   NginxServer server;
-  RawServer broken([](RawServer::Connection& connection) { connection.reset(); });
+  RawServer broken([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.reset();
+  });
   HostPool pool;
   for (int task = 0; task < 20; ++task) {
     const std::string number = std::to_string(task);

@@ -126,7 +126,7 @@ Outcome HostPool::outcome(const std::string& task) const {
 }
 
 ZEP_HTTP_TASK_STATUS HostPool::status(const std::string& task) const {
-  auto status = static_cast<ZEP_HTTP_TASK_STATUS>(-1);
+  ZEP_HTTP_TASK_STATUS status = kNotWritten;
   ZEP_HttpPool_GetTaskStatus(name_.c_str(), task.c_str(), &status);
   return status;
 }

@@ -43,6 +43,9 @@ struct Call {
   std::vector<unsigned char> data = {};
 };
 
+/// What a status is set to before the library is asked for it: a value that the library never writes.
+inline constexpr ZEP_HTTP_TASK_STATUS kNotWritten = ZEP_HTTP_TASK_STATUS_8;
+
 class HostPool {
  public:
   explicit HostPool(std::string name = "pool");
@@ -62,6 +65,7 @@ class HostPool {
 
   /// What polling saw when the task was final; status 0 if it was not.
   Outcome outcome(const std::string& task) const;
+  /// kNotWritten when there is no such pool.
   ZEP_HTTP_TASK_STATUS status(const std::string& task) const;
   std::string property(const std::string& task, int number) const;
   void set(const std::string& task, int number, const std::string& value);

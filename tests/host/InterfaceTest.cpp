@@ -9,7 +9,7 @@
 namespace test {
 namespace {
 
-constexpr auto kUntouched = static_cast<ZEP_HTTP_TASK_STATUS>(77);
+constexpr auto kUntouched = kNotWritten;
 
 ZEP_HTTP_TASK_STATUS statusOf(const char* pool, const char* task) {
   ZEP_HTTP_TASK_STATUS status = kUntouched;

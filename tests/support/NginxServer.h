@@ -4,7 +4,7 @@
 // started by the constructor, which returns when it answers, and stopped by the destructor. Works for root
 // and for any other user. Belongs to the thread that makes it; the server dies with that thread.
 //
-// Locations. All but /silent read the request's body before they answer.
+// Locations. All but /reset read the request's body before they answer.
 //   /text                   200 text/plain "Hello, pool!"
 //   /utf8                   200 "Grüße, 世界 🌍" in UTF-8
 //   /latin1                 200 bytes that are not UTF-8 and hold a zero byte: "caf\xE9 ol\xE9\0after"
@@ -25,9 +25,9 @@
 //   /reset                  the connection is reset without an answer
 //   /cut                    200 Content-Length: 1000, 12 bytes, then closed
 //   /drip?n=&ms=            200 n times "x", ms milliseconds before each but the first; no Content-Length
-//   /half?ms=               200 "first half, ", then after ms (default: a day) "second half"
+//   /half?ms=               200 "first half, ", then after ms (default: never) "second half"
 //   /late?ms=               200 "late" after ms milliseconds
-//   /silent                 no answer for a day
+//   /silent                 no answer; 499 in the log when the client is gone
 //   /big?bytes=             200 so many bytes of bigBody(), with Content-Length
 //   /headers/huge           200 with 320 header fields of 1,000 bytes
 //   /cookie/set             200 Set-Cookie: ?name= = ?value=; Path=/
