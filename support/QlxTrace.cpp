@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 namespace {
 
@@ -69,10 +70,12 @@ struct Plugin {
   }
 };
 
-/// Looked for at the first use; threads that race wait for the one that looks. Never destroyed.
+/// Looked for at the first use; threads that race wait for the one that looks. There is nothing to destroy in it, so
+/// threads may trace until the process ends, and an unload leaves nothing behind.
 const Plugin& plugin() {
-  static const Plugin* const loaded = new Plugin;
-  return *loaded;
+  static_assert(std::is_trivially_destructible_v<Plugin>);
+  static const Plugin loaded;
+  return loaded;
 }
 
 }  // namespace
