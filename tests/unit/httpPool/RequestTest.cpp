@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -206,6 +207,54 @@ TEST_F(TaskRequestTest, WhatArrivesMayBeReadMeanwhile) {
   ASSERT_TRUE(turnUntil([&] { return callback.ended(); }));
   ASSERT_TRUE(call.GetResult(out));
   EXPECT_TRUE(out.ends_with("part end"));
+}
+
+TEST(CallRequestTest, AnEarlierDownloadGoesOnBesideALaterOne) {
+  std::atomic<bool> mayEnd = false;
+  RawServer slow([&mayEnd](RawServer::Connection& connection) {
+    connection.readRequest();
+    test::waitUntil([&mayEnd] { return mayEnd.load(); });
+    connection.send(kOK);
+  });
+  Answering server(kOK);
+  CHttpCallMacImpl call;
+  RecordingCallback callback;
+  call.SetCallBack(&callback);
+  const auto ends = [&callback] {
+    return std::count_if(callback.notices.begin(), callback.notices.end(),
+                         [](const auto& notice) { return notice.second == HTTP_CALL_SUCCEEDED; });
+  };
+  ASSERT_TRUE(call.LaunchCall(slow.url("/").c_str(), nullptr));
+  ASSERT_TRUE(call.LaunchCall(server.url().c_str(), nullptr));
+  ASSERT_TRUE(turnUntil([&] { return ends() == 1; }));
+  mayEnd = true;
+  EXPECT_TRUE(turnUntil([&] { return ends() == 2; }));
+}
+
+TEST(CallRequestTest, TheEndOfACallEndsAnEarlierDownloadThatHasSomethingToReport) {
+  std::atomic<bool> isCut = false;
+  RawServer streaming([&isCut](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 OK\r\n\r\n");
+    while (connection.send("part ")) {
+      std::this_thread::yield();
+    }
+    isCut = true;
+  });
+  std::atomic<int> requests = 0;
+  RawServer silent(silence(requests));
+  RecordingCallback callback;
+  auto call = std::make_unique<CHttpCallMacImpl>();
+  call->SetCallBack(&callback);
+  ASSERT_TRUE(call->LaunchCall(streaming.url("/").c_str(), nullptr));
+  // Its hand-overs are queued: the base thread does not turn its loop meanwhile.
+  BasicString out;
+  ASSERT_TRUE(test::waitUntil([&] { return call->GetResult(out) && !out.empty(); }));
+  ASSERT_TRUE(call->LaunchCall(silent.url("/").c_str(), nullptr));
+  call.reset();
+  turnOnce();
+  EXPECT_TRUE(callback.notices.empty());
+  EXPECT_TRUE(test::waitUntil([&isCut] { return isCut.load(); }));
 }
 
 TEST(DownloaderRequestTest, ADownloaderThatIsLetGoStops) {
