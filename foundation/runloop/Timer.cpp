@@ -23,19 +23,25 @@ struct Timer::Source {
     return timer->isValid() ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
   }
   static void finalize(GSource* source) {
-    std::shared_ptr<Timer>& timer = reinterpret_cast<Source*>(source)->timer;
-    // The context may have ended before the timer.
+    std::shared_ptr<Timer>& held = reinterpret_cast<Source*>(source)->timer;
+    const std::shared_ptr<Timer> timer = std::move(held);
+    std::destroy_at(&held);
+    // The context may have ended before the timer; the callback may be what holds the timer.
     timer->source_ = nullptr;
-    std::destroy_at(&timer);
+    const std::shared_ptr<Callback> callback = std::move(timer->callback_);
   }
 };
 
 std::shared_ptr<Timer> Timer::scheduled(std::chrono::microseconds interval, Repeats repeats,
                                         Callback callback) {
   constexpr std::chrono::microseconds kShortest{100};
-  std::shared_ptr<Timer> timer(new Timer(std::max(interval, kShortest), repeats, std::move(callback)));
+  constexpr std::chrono::microseconds kLongest = std::chrono::years(200);
+  std::shared_ptr<Timer> timer(
+      new Timer(std::clamp(interval, kShortest, kLongest), repeats, std::move(callback)));
   if (privateLoopOfThisThread() == nullptr) {
     timer->schedule(timer);
+  } else {
+    timer->invalidate();
   }
   return timer;
 }
@@ -65,7 +71,7 @@ void Timer::schedule(const std::shared_ptr<Timer>& self) {
   g_source_unref(source);
 }
 
-void Timer::beat() {
+void Timer::beat() noexcept {
   if (source_ == nullptr) {
     return;
   }
@@ -89,7 +95,8 @@ void Timer::addToMode(RunLoopMode mode) {
 }
 
 void Timer::invalidate() {
-  callback_.reset();
+  // Let go of last: releasing it may come back here, and it may be what holds this timer.
+  const std::shared_ptr<Callback> callback = std::move(callback_);
   if (Source* source = std::exchange(source_, nullptr)) {
     g_source_destroy(&source->base);
   }

@@ -144,5 +144,96 @@ TEST(Timer, IsNotServedByAPrivateLoop) {
   const auto timer = Timer::scheduled(1ms, Timer::Repeats::Yes, [](Timer&) { FAIL(); });
   EXPECT_FALSE(timer->isValid());
 }
+TEST(Timer, ManyRunSideBySide) {
+  constexpr std::size_t kTimers = 500;
+  MainContext context;
+  std::vector<std::shared_ptr<Timer>> timers;
+  std::vector<int> beats(kTimers, 0);
+  std::size_t done = 0;
+  for (std::size_t i = 0; i < kTimers; ++i) {
+    timers.push_back(
+        Timer::scheduled(std::chrono::milliseconds(1 + i % 7), Timer::Repeats::Yes, [&, i](Timer& self) {
+          if (++beats[i] == 3) {
+            self.invalidate();
+            ++done;
+          }
+        }));
+  }
+  EXPECT_TRUE(context.turnUntil([&] { return done == kTimers; }));
+  EXPECT_EQ(beats, std::vector<int>(kTimers, 3));
+}
+
+TEST(Timer, LetsItsCallbackGoWithItsContext) {
+  // What a callback holds may hold the timer.
+  struct Owner {
+    std::shared_ptr<Timer> timer;
+  };
+  std::weak_ptr<Owner> seen;
+  {
+    MainContext context;
+    const auto owner = std::make_shared<Owner>();
+    owner->timer = Timer::scheduled(1ms, Timer::Repeats::Yes, [owner](Timer&) {});
+    seen = owner;
+  }
+  EXPECT_TRUE(seen.expired());
+}
+
+TEST(Timer, LetsItsCallbackGoWhereNothingServesIt) {
+  const foundation::ThreadRunLoop::Scope scope;
+  const auto token = std::make_shared<int>(0);
+  const auto timer = Timer::scheduled(1ms, Timer::Repeats::Yes, [token](Timer&) {});
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST(Timer, MayBeInvalidatedByWhatItsCallbackHolds) {
+  struct Owner {
+    std::shared_ptr<Timer> timer;
+    ~Owner() { timer->invalidate(); }
+  };
+  MainContext context;
+  auto owner = std::make_shared<Owner>();
+  const std::weak_ptr<Timer> seen = owner->timer =
+      Timer::scheduled(1ms, Timer::Repeats::Yes, [owner](Timer&) {});
+  Timer& timer = *owner->timer;
+  owner.reset();
+  timer.invalidate();
+  EXPECT_TRUE(seen.expired());
+}
+
+TEST(Timer, KeepsItsCallbackUntilItReturns) {
+  MainContext context;
+  auto token = std::make_shared<int>(0);
+  const std::weak_ptr<int> seen = token;
+  bool heldInside = false;
+  const auto timer = Timer::scheduled(1ms, Timer::Repeats::Yes, [&, token](Timer& self) {
+    self.invalidate();
+    heldInside = !seen.expired();
+  });
+  token.reset();
+  EXPECT_TRUE(context.turnUntil([&] { return !timer->isValid(); }));
+  EXPECT_TRUE(heldInside);
+  EXPECT_TRUE(seen.expired());
+}
+
+TEST(Timer, TakesIntervalsOfAnyLength) {
+  MainContext context;
+  for (const auto interval : {std::chrono::microseconds::max(), std::chrono::microseconds::min()}) {
+    const auto timer = Timer::scheduled(interval, Timer::Repeats::No, [](Timer&) {});
+    EXPECT_TRUE(timer->isValid());
+    timer->invalidate();
+  }
+}
+
+TEST(Timer, BelongsToTheLoopOfItsThread) {
+  MainContext context;
+  std::thread([] {
+    MainContext own;
+    std::thread::id ranOn;
+    const auto timer =
+        Timer::scheduled(1ms, Timer::Repeats::No, [&](Timer&) { ranOn = std::this_thread::get_id(); });
+    EXPECT_TRUE(own.turnUntil([&] { return ranOn == std::this_thread::get_id(); }));
+  }).join();
+  EXPECT_FALSE(context.turnOnce());
+}
 
 }  // namespace
