@@ -1,5 +1,7 @@
 #include "foundation/runloop/ContextRunLoop.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -22,17 +24,6 @@ Registry& registry() {
 }  // namespace
 
 struct ContextRunLoop::Source {
-  GSource base;
-  ContextRunLoop* loop;
-
-  // What posted it wakes the loop by the ready time; what was taken over but not run yet keeps it going.
-  static gboolean prepare(GSource* source, gint* timeout) {
-    *timeout = -1;
-    return check(source);
-  }
-  static gboolean check(GSource* source) {
-    return reinterpret_cast<Source*>(source)->loop->ready_.empty() ? FALSE : TRUE;
-  }
   static gboolean dispatch(GSource*, GSourceFunc, gpointer loop) {
     static_cast<ContextRunLoop*>(loop)->runQueued();
     return G_SOURCE_CONTINUE;
@@ -58,15 +49,14 @@ ContextRunLoop::ContextRunLoop(GMainContext* context) : context_(context) {
 
 void ContextRunLoop::attach() {
   static GSourceFuncs functions = {
-      .prepare = &Source::prepare,
-      .check = &Source::check,
+      .prepare = nullptr,
+      .check = nullptr,
       .dispatch = &Source::dispatch,
       .finalize = nullptr,
       .closure_callback = nullptr,
       .closure_marshal = nullptr,
   };
-  source_ = g_source_new(&functions, sizeof(Source));
-  reinterpret_cast<Source*>(source_)->loop = this;
+  source_ = g_source_new(&functions, sizeof(GSource));
   g_source_set_name(source_, "zep.performs");
   // A block may turn the loop; what is queued behind it must go on then.
   g_source_set_can_recurse(source_, TRUE);
@@ -91,30 +81,49 @@ void ContextRunLoop::perform(std::function<void()> block) {
 }
 
 bool ContextRunLoop::isCurrent() const {
-  if (privateLoopOfThisThread() != nullptr) {
+  // A context that has ended may have left its address to another one.
+  if (privateLoopOfThisThread() != nullptr || ended_) {
     return false;
   }
   GMainContext* own = g_main_context_get_thread_default();
-  return context_ == (own != nullptr ? own : g_main_context_default());
+  if (context_ != (own != nullptr ? own : g_main_context_default())) {
+    return false;
+  }
+  if (g_main_context_is_owner(context_)) {
+    return true;
+  }
+  // Every thread without a context of its own finds the default one, but only one can turn it. GLib tells who
+  // does only by an attempt to hold it.
+  if (!g_main_context_acquire(context_)) {
+    return false;
+  }
+  g_main_context_release(context_);
+  return true;
 }
 
-void ContextRunLoop::runQueued() {
-  const std::shared_ptr<ContextRunLoop> self = shared_from_this();
-  std::deque<std::function<void()>> arrived;
+void ContextRunLoop::runQueued() noexcept {
+  std::shared_ptr<ContextRunLoop> self;
   {
     const std::lock_guard lock(mutex_);
-    g_source_set_ready_time(source_, -1);
-    arrived.swap(incoming_);
-  }
-  for (auto& block : arrived) {
-    ready_.push_back(std::move(block));
+    self = shared_from_this();
+    std::move(incoming_.begin(), incoming_.end(), std::back_inserter(ready_));
+    incoming_.clear();
   }
   // What the blocks post comes in a later turn, so that the host's own sources get theirs.
   for (std::size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {
-    const std::function<void()> block = std::move(ready_.front());
-    ready_.pop_front();
+    const std::function<void()> block = takeReady();
     block();
   }
+}
+
+std::function<void()> ContextRunLoop::takeReady() {
+  std::function<void()> block = std::move(ready_.front());
+  ready_.pop_front();
+  const std::lock_guard lock(mutex_);
+  if (ready_.empty() && incoming_.empty()) {
+    g_source_set_ready_time(source_, -1);
+  }
+  return block;
 }
 
 void ContextRunLoop::contextEnded() {
@@ -124,6 +133,8 @@ void ContextRunLoop::contextEnded() {
     ended_ = true;
     dropped.swap(incoming_);
   }
+  // Nobody turns the loop any more; these would stay for as long as somebody holds it.
+  const std::deque<std::function<void()>> notRun = std::exchange(ready_, {});
   std::shared_ptr<ContextRunLoop> self;
   {
     Registry& all = registry();

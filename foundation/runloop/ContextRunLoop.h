@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -34,16 +35,19 @@ class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this
 
   explicit ContextRunLoop(GMainContext* context);
   void attach();
-  void runQueued();
+  void runQueued() noexcept;
+  std::function<void()> takeReady();
   void contextEnded();
 
   /// Compared, and used on the loop's own thread; it may be gone on others.
   GMainContext* const context_;
+  /// Due while anything is queued in either queue, and only then. Its ready time is set under the lock.
   GSource* source_ = nullptr;
 
   std::mutex mutex_;
   std::deque<std::function<void()>> incoming_;
-  bool ended_ = false;
+  /// Written under the lock.
+  std::atomic<bool> ended_{false};
 
   /// The loop's thread only.
   std::deque<std::function<void()>> ready_;

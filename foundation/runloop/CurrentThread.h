@@ -8,6 +8,7 @@ class ThreadRunLoop;
 
 /// The calling thread's private run loop, if it has one.
 const std::shared_ptr<ThreadRunLoop>& privateLoopOfThisThread();
-void setPrivateLoopOfThisThread(std::shared_ptr<ThreadRunLoop> loop);
+/// `loop` stays the caller's and outlives the setting; null for none.
+void setPrivateLoopOfThisThread(const std::shared_ptr<ThreadRunLoop>* loop);
 
 }  // namespace foundation

@@ -1,7 +1,6 @@
 #include "foundation/runloop/RunLoop.h"
 
-#include <cassert>
-#include <vector>
+#include <utility>
 
 #include "foundation/runloop/ContextRunLoop.h"
 #include "foundation/runloop/CurrentThread.h"
@@ -10,24 +9,26 @@
 namespace foundation {
 namespace {
 
-thread_local std::shared_ptr<ThreadRunLoop> privateLoop;
-thread_local std::vector<RunLoopMode> modes;
+// Without destructors: the main thread asks for them until the very end of the process.
+thread_local const std::shared_ptr<ThreadRunLoop>* privateLoop = nullptr;
+thread_local RunLoopMode mode = RunLoopMode::Default;
 
 }  // namespace
 
 const std::shared_ptr<ThreadRunLoop>& privateLoopOfThisThread() {
-  return privateLoop;
+  static const auto* const none = new std::shared_ptr<ThreadRunLoop>;
+  return privateLoop != nullptr ? *privateLoop : *none;
 }
 
-void setPrivateLoopOfThisThread(std::shared_ptr<ThreadRunLoop> loop) {
-  privateLoop = std::move(loop);
+void setPrivateLoopOfThisThread(const std::shared_ptr<ThreadRunLoop>* loop) {
+  privateLoop = loop;
 }
 
 RunLoop::~RunLoop() = default;
 
 std::shared_ptr<RunLoop> RunLoop::current() {
-  if (privateLoop) {
-    return privateLoop;
+  if (const auto& loop = privateLoopOfThisThread()) {
+    return loop;
   }
   return ContextRunLoop::of(g_main_context_get_thread_default());
 }
@@ -37,16 +38,14 @@ std::shared_ptr<RunLoop> RunLoop::main() {
 }
 
 RunLoopMode RunLoop::currentMode() {
-  return modes.empty() ? RunLoopMode::Default : modes.back();
+  return mode;
 }
 
-RunLoop::ModeScope::ModeScope(RunLoopMode mode) {
-  modes.push_back(mode);
+RunLoop::ModeScope::ModeScope(RunLoopMode inner) : outer_(std::exchange(mode, inner)) {
 }
 
 RunLoop::ModeScope::~ModeScope() {
-  assert(!modes.empty());
-  modes.pop_back();
+  mode = outer_;
 }
 
 }  // namespace foundation

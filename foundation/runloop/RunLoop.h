@@ -15,9 +15,9 @@ using RunLoopModes = unsigned;
 constexpr RunLoopModes operator|(RunLoopMode a, RunLoopMode b) {
   return static_cast<unsigned>(a) | static_cast<unsigned>(b);
 }
-inline constexpr RunLoopModes kAllRunLoopModes =
-    static_cast<unsigned>(RunLoopMode::Default) | static_cast<unsigned>(RunLoopMode::EventTracking) |
-    static_cast<unsigned>(RunLoopMode::ModalPanel);
+inline constexpr RunLoopModes kAllRunLoopModes = static_cast<unsigned>(RunLoopMode::Default) |
+                                                 static_cast<unsigned>(RunLoopMode::EventTracking) |
+                                                 static_cast<unsigned>(RunLoopMode::ModalPanel);
 
 /// A thread's queue of work. There are two kinds: the loop of a GLib main context, which the host's toolkit
 /// turns (ContextRunLoop), and the private loop of a thread that this library made, which that thread turns
@@ -37,6 +37,7 @@ class FOUNDATION_EXPORT RunLoop {
 
   /// Queues `block` to run on the loop's thread, first in first out, never on the calling thread's stack.
   /// Whatever the block captures is released on the loop's thread after it ran, or when the loop ends.
+  /// An exception that escapes the block ends the process.
   virtual void perform(std::function<void()> block) = 0;
 
   /// True on the thread that turns this loop (for a main context: the thread that would find it as current()
@@ -53,6 +54,9 @@ class FOUNDATION_EXPORT RunLoop {
     ~ModeScope();
     ModeScope(const ModeScope&) = delete;
     ModeScope& operator=(const ModeScope&) = delete;
+
+   private:
+    const RunLoopMode outer_;
   };
 
  protected:

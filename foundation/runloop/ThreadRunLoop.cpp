@@ -1,6 +1,7 @@
 #include "foundation/runloop/ThreadRunLoop.h"
 
 #include <cassert>
+#include <iterator>
 #include <utility>
 
 #include "foundation/runloop/CurrentThread.h"
@@ -12,12 +13,13 @@ ThreadRunLoop::Scope::Scope() : Scope(std::make_shared<ThreadRunLoop>()) {
 
 ThreadRunLoop::Scope::Scope(std::shared_ptr<ThreadRunLoop> loop) : loop_(std::move(loop)) {
   assert(privateLoopOfThisThread() == nullptr);
-  setPrivateLoopOfThisThread(loop_);
+  setPrivateLoopOfThisThread(&loop_);
 }
 
 ThreadRunLoop::Scope::~Scope() {
-  setPrivateLoopOfThisThread(nullptr);
+  // What is released with the loop may belong to it and ask for it.
   loop_->close();
+  setPrivateLoopOfThisThread(nullptr);
 }
 
 ThreadRunLoop::ThreadRunLoop() = default;
@@ -68,6 +70,12 @@ void ThreadRunLoop::runPass(const std::function<bool()>& isStopped) {
     const std::function<void()> block = std::move(blocks.front());
     blocks.pop_front();
     block();
+  }
+  if (!blocks.empty()) {
+    // Stopped: what did not get its turn stays queued, before what came meanwhile.
+    const std::lock_guard lock(mutex_);
+    queue_.insert(queue_.begin(), std::make_move_iterator(blocks.begin()),
+                  std::make_move_iterator(blocks.end()));
   }
 }
 

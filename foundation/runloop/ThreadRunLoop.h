@@ -50,7 +50,7 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
   void wake();
 
   /// Runs what is queued now, oldest first, and nothing that is queued meanwhile. Ends early when
-  /// `isStopped`.
+  /// `isStopped`; what is left then stays queued.
   void runPass(const std::function<bool()>& isStopped);
 
  private:

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -9,6 +12,7 @@
 #include "foundation/runloop/RunLoop.h"
 #include "foundation/runloop/Thread.h"
 #include "foundation/runloop/ThreadRunLoop.h"
+#include "foundation/runloop/Timer.h"
 #include "tests/unit/foundation/MainContext.h"
 
 using foundation::RunLoop;
@@ -151,6 +155,111 @@ TEST(Thread, HandsWorkToItsLoop) {
   const foundation::Thread nowhere;
   EXPECT_FALSE(nowhere.isValid());
   nowhere.perform([] { FAIL() << "ran nowhere"; });
+}
+TEST(RunLoop, OnlyTheThreadThatTurnsTheMainContextIsCurrent) {
+  const auto loop = RunLoop::main();
+  EXPECT_TRUE(loop->isCurrent());
+  ASSERT_TRUE(g_main_context_acquire(nullptr));
+  EXPECT_TRUE(loop->isCurrent());
+  std::thread([&] { EXPECT_FALSE(loop->isCurrent()); }).join();
+  g_main_context_release(nullptr);
+  const foundation::ThreadRunLoop::Scope scope;
+  EXPECT_FALSE(loop->isCurrent());
+}
+
+TEST(RunLoop, ALoopThatHasEndedIsNobodys) {
+  GMainContext* address = nullptr;
+  std::shared_ptr<RunLoop> ended;
+  {
+    MainContext context;
+    address = context.get();
+    ended = RunLoop::current();
+  }
+  EXPECT_FALSE(ended->isCurrent());
+  // Contexts that follow are likely to get the address.
+  for (int i = 0; i < 50; ++i) {
+    MainContext context;
+    EXPECT_NE(RunLoop::current(), ended) << (context.get() == address);
+    EXPECT_FALSE(ended->isCurrent()) << (context.get() == address);
+  }
+}
+
+TEST(RunLoop, ReleasesWhatABlockHoldsOnceItRan) {
+  MainContext context;
+  const auto token = std::make_shared<int>(0);
+  bool ran = false;
+  RunLoop::current()->perform([&ran, token] { ran = true; });
+  EXPECT_EQ(token.use_count(), 2);
+  EXPECT_TRUE(context.turnUntil([&] { return ran; }));
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST(RunLoop, KeepsTheOrderAcrossNestedTurns) {
+  MainContext context;
+  const auto loop = RunLoop::current();
+  std::vector<int> order;
+  const auto push = [&](int number) { return [&order, number] { order.push_back(number); }; };
+  loop->perform([&] {
+    order.push_back(1);
+    loop->perform(push(4));
+    context.turnOnce();  // goes on with 2, which nests itself
+    loop->perform(push(6));
+  });
+  loop->perform([&] {
+    order.push_back(2);
+    loop->perform(push(5));
+    context.turnOnce();
+  });
+  loop->perform(push(3));
+  EXPECT_TRUE(context.turnUntil([&] { return order.size() == 6; }));
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST(RunLoop, PerformsGoOnInANestedPanelWhileTimersPause) {
+  MainContext context;
+  const auto loop = RunLoop::current();
+  int beats = 0, performed = 0;
+  const auto timer = foundation::Timer::scheduled(
+      std::chrono::milliseconds(1), foundation::Timer::Repeats::Yes, [&](foundation::Timer&) { ++beats; });
+  std::function<void()> again = [&] {
+    ++performed;
+    loop->perform(again);
+  };
+  loop->perform([&] {
+    const RunLoop::ModeScope panel(RunLoopMode::ModalPanel);
+    const int before = beats;
+    const gint64 end = g_get_monotonic_time() + 20'000;
+    loop->perform(again);
+    EXPECT_TRUE(context.turnUntil([&] { return performed > 10 && g_get_monotonic_time() > end; }));
+    EXPECT_EQ(beats, before);
+  });
+  EXPECT_TRUE(context.turnUntil([&] { return performed > 10 && beats > 3; }));
+  timer->invalidate();
+}
+
+TEST(RunLoop, TakesPostsWhileItsContextEnds) {
+  const auto token = std::make_shared<int>(0);
+  for (int i = 0; i < 200; ++i) {
+    std::atomic<bool> stop{false};
+    std::atomic<bool> hasPosted{false};
+    std::thread poster;
+    {
+      MainContext context;
+      poster = std::thread([loop = RunLoop::current(), &token, &stop, &hasPosted] {
+        while (!stop) {
+          loop->perform([token] {});
+          hasPosted = true;
+        }
+      });
+      while (!hasPosted) {
+        std::this_thread::yield();
+      }
+      context.turnOnce();
+    }
+    stop = true;
+    poster.join();
+    ASSERT_EQ(token.use_count(), 1) << "blocks are left in a loop that has ended";
+  }
 }
 
 }  // namespace

@@ -138,5 +138,96 @@ TEST(ThreadRunLoop, WhatIsLeftIsReleasedAndWhatComesLaterDropped) {
   loop->perform([token] { FAIL() << "ran after the end"; });
   EXPECT_EQ(token.use_count(), 1);
 }
+TEST(ThreadRunLoop, WhatAStoppedPassLeavesStaysQueuedInOrder) {
+  const ThreadRunLoop::Scope scope;
+  const auto token = std::make_shared<int>(0);
+  std::vector<int> order;
+  for (int i = 0; i < 4; ++i) {
+    scope.loop()->perform([&, i, token] {
+      order.push_back(i);
+      if (i == 0) {
+        scope.loop()->perform([&] { order.push_back(9); });
+      }
+    });
+  }
+  scope.loop()->runPass([&] { return order.size() == 2; });
+  EXPECT_EQ(order, (std::vector<int>{0, 1}));
+  EXPECT_EQ(token.use_count(), 3);
+  scope.loop()->runPass(never);
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 9}));
+}
+
+TEST(ThreadRunLoop, WhatItsEndReleasesStillFindsIt) {
+  struct Asker {
+    const RunLoop* loop;
+    bool* found;
+    ~Asker() { *found = RunLoop::current().get() == loop && loop->isCurrent(); }
+  };
+  bool found = false;
+  {
+    const ThreadRunLoop::Scope scope;
+    auto asker = std::make_shared<Asker>(Asker{scope.loop().get(), &found});
+    scope.loop()->perform([asker] {});
+    asker.reset();
+    found = false;
+  }
+  EXPECT_TRUE(found);
+  EXPECT_EQ(RunLoop::current(), RunLoop::main());
+}
+
+TEST(ThreadRunLoop, EveryPostWakesAThreadThatSleeps) {
+  // Each post finds the thread on its way to sleep: one wake-up that is lost ends the round for good.
+  constexpr int kPosts = 10'000;
+  const auto loop = std::make_shared<ThreadRunLoop>();
+  std::atomic<bool> stopped{false};
+  std::atomic<int> ran{0};
+  std::thread thread([&] {
+    const ThreadRunLoop::Scope scope(loop);
+    const auto isStopped = [&] { return stopped.load(); };
+    while (!stopped) {
+      loop->waitForTurn(ThreadRunLoop::Clock::now(), 1us, isStopped);
+      loop->runPass(isStopped);
+    }
+  });
+  const auto end = ThreadRunLoop::Clock::now() + 60s;
+  for (int i = 0; i < kPosts && ThreadRunLoop::Clock::now() < end; ++i) {
+    loop->perform([&] { ++ran; });
+    while (ran == i && ThreadRunLoop::Clock::now() < end) {
+      std::this_thread::yield();
+    }
+  }
+  stopped = true;
+  loop->wake();
+  thread.join();
+  EXPECT_EQ(ran, kPosts);
+}
+
+TEST(ThreadRunLoop, WithNothingQueuedItDoesNotWake) {
+  std::atomic<int> looks{0};
+  std::atomic<bool> stopped{false};
+  const auto loop = std::make_shared<ThreadRunLoop>();
+  std::atomic<bool> done{false};
+  std::thread thread([&] {
+    const ThreadRunLoop::Scope scope(loop);
+    loop->waitForTurn(ThreadRunLoop::Clock::now(), 1ms, [&] {
+      ++looks;
+      return stopped.load();
+    });
+    done = true;
+  });
+  while (looks == 0) {
+    std::this_thread::yield();
+  }
+  // Many grid points pass; a turn on each of them would look as often.
+  const auto end = ThreadRunLoop::Clock::now() + 100ms;
+  while (ThreadRunLoop::Clock::now() < end) {
+    std::this_thread::yield();
+  }
+  EXPECT_FALSE(done);
+  EXPECT_LT(looks, 20);
+  stopped = true;
+  loop->wake();
+  thread.join();
+}
 
 }  // namespace
