@@ -4,8 +4,11 @@
 #include <unistd.h>
 
 #include <condition_variable>
+#include <cstdlib>
 #include <deque>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include "foundation/runloop/RunLoop.h"
@@ -13,20 +16,52 @@
 namespace foundation {
 namespace {
 
-/// Waits for the end of a block that runs elsewhere.
-void runThereAndWait(DispatchQueue& queue, const std::function<void()>& block) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool done = false;
-  queue.async([&] {
-    block();
-    // Notified under the lock: the waiter's stack is gone once it sees `done`.
-    const std::lock_guard lock(mutex);
-    done = true;
-    changed.notify_one();
-  });
-  std::unique_lock lock(mutex);
-  changed.wait(lock, [&] { return done; });
+/// A block that somebody waits for. The block is the waiter's; it is looked at only while he waits. Shared by
+/// the waiter and the queue, so that neither has to be there for the other's end.
+class AwaitedBlock {
+ public:
+  explicit AwaitedBlock(const std::function<void()>& block) : block_(block) {}
+
+  void run() {
+    if (enter(State::Waiting, State::Running)) {
+      block_();
+      enter(State::Running, State::Over);
+    }
+  }
+  /// Lets the waiter go. A block that is running is let finish, unless its thread is not coming back to it.
+  void abandon(bool alsoWhenRunning) {
+    enter(State::Waiting, State::Over);
+    if (alsoWhenRunning) {
+      enter(State::Running, State::Over);
+    }
+  }
+  void wait() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return state_ == State::Over; });
+  }
+
+ private:
+  enum class State { Waiting, Running, Over };
+
+  bool enter(State from, State to) {
+    const std::lock_guard lock(mutex_);
+    if (state_ != from) {
+      return false;
+    }
+    state_ = to;
+    changed_.notify_one();
+    return true;
+  }
+
+  const std::function<void()>& block_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  State state_ = State::Waiting;
+};
+
+void runThereAndWait(DispatchQueue& queue, const std::shared_ptr<AwaitedBlock>& block) {
+  queue.async([block] { block->run(); });
+  block->wait();
 }
 
 /// The blocks wait in a queue of our own; GLib's pool decides how many threads serve it.
@@ -45,12 +80,14 @@ class GlobalQueue final : public DispatchQueue {
     g_thread_pool_push(pool_, this, nullptr);
   }
 
-  void sync(const std::function<void()>& block) override { runThereAndWait(*this, block); }
+  void sync(const std::function<void()>& block) override {
+    runThereAndWait(*this, std::make_shared<AwaitedBlock>(block));
+  }
 
  private:
   static void serve(gpointer, gpointer queue) { static_cast<GlobalQueue*>(queue)->runOne(); }
 
-  void runOne() {
+  void runOne() noexcept {
     std::function<void()> block;
     {
       const std::lock_guard lock(mutex_);
@@ -67,22 +104,49 @@ class GlobalQueue final : public DispatchQueue {
 
 class MainQueue final : public DispatchQueue {
  public:
+  // The main thread serves no blocks while it ends the process, but it may join threads that wait for it.
+  MainQueue() {
+    std::atexit([] { static_cast<MainQueue&>(DispatchQueue::main()).processEnds(); });
+  }
+
   void async(std::function<void()> block) override { RunLoop::main()->perform(std::move(block)); }
 
   void sync(const std::function<void()>& block) override {
     if (isMainThread()) {
       block();
-    } else {
-      runThereAndWait(*this, block);
+      return;
     }
+    const auto awaited = std::make_shared<AwaitedBlock>(block);
+    {
+      const std::lock_guard lock(mutex_);
+      if (isEnding_) {
+        return;
+      }
+      awaited_.insert(awaited);
+    }
+    runThereAndWait(*this, awaited);
+    const std::lock_guard lock(mutex_);
+    awaited_.erase(awaited);
   }
 
  private:
+  void processEnds() {
+    const std::lock_guard lock(mutex_);
+    isEnding_ = true;
+    for (const auto& awaited : awaited_) {
+      awaited->abandon(isMainThread());
+    }
+  }
+
   /// The thread that turns the default context now, or the one that started the program and may turn it
   /// later.
   static bool isMainThread() {
     return g_main_context_is_owner(g_main_context_default()) || gettid() == getpid();
   }
+
+  std::mutex mutex_;
+  std::set<std::shared_ptr<AwaitedBlock>> awaited_;
+  bool isEnding_ = false;
 };
 
 }  // namespace

@@ -6,7 +6,8 @@
 
 namespace foundation {
 
-/// Where blocks are sent to run. Used from any thread; lives as long as the process.
+/// Where blocks are sent to run. Used from any thread; lives as long as the process. An exception that
+/// escapes a block ends the process.
 class FOUNDATION_EXPORT DispatchQueue {
  public:
   /// Worker threads, made as needed and few; blocks run side by side in no fixed order.
@@ -21,7 +22,7 @@ class FOUNDATION_EXPORT DispatchQueue {
   /// Runs `block` later; does not wait.
   virtual void async(std::function<void()> block) = 0;
   /// Runs `block` and waits for its end. On the main thread, main().sync() runs it at once instead of waiting
-  /// for itself. Returns without running the block when the process is ending.
+  /// for itself; a wait for it ends when the process does, whether the block has run or not.
   virtual void sync(const std::function<void()>& block) = 0;
 
  protected:

@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -37,6 +39,7 @@ TEST(DispatchQueue, SyncWaitsForItsBlock) {
 }
 
 TEST(DispatchQueue, TheMainOneRunsOnTheMainThreadInOrder) {
+  g_main_context_default();  // made by the main thread, as by any host
   std::vector<int> order;
   std::atomic<bool> done{false};
   const auto main = std::this_thread::get_id();
@@ -60,6 +63,51 @@ TEST(DispatchQueue, TheMainThreadDoesNotWaitForItself) {
   bool ran = false;
   DispatchQueue::main().sync([&] { ran = true; });
   EXPECT_TRUE(ran);
+}
+/// A host that joins its worker while the process ends; the worker waits for the main thread.
+std::thread* worker;
+std::atomic<int> ran{0};
+
+void joinWorker() {
+  worker->join();
+  std::fprintf(stderr, "joined, ran %d", ran.load());
+}
+
+[[noreturn]] void endWhileAThreadWaits() {
+  g_main_context_default();  // made by the main thread, as by any host
+  std::atexit(joinWorker);
+  DispatchQueue& main = DispatchQueue::main();
+  worker = new std::thread([&main] { main.sync([] { ++ran; }); });
+  while (!g_main_context_pending(nullptr)) {
+    std::this_thread::yield();
+  }
+  std::exit(0);
+}
+
+[[noreturn]] void endInsideABlock() {
+  g_main_context_default();  // made by the main thread, as by any host
+  std::atexit(joinWorker);
+  DispatchQueue& main = DispatchQueue::main();
+  worker = new std::thread([&main] {
+    main.sync([] {
+      ++ran;
+      std::exit(0);
+    });
+    main.sync([] { ++ran; });
+  });
+  while (true) {
+    g_main_context_iteration(nullptr, TRUE);
+  }
+}
+
+TEST(DispatchQueueDeathTest, TheProcessEndsThoughAThreadWaitsForTheMainOne) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(endWhileAThreadWaits(), testing::ExitedWithCode(0), "joined, ran 0");
+}
+
+TEST(DispatchQueueDeathTest, TheProcessMayEndInsideABlock) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(endInsideABlock(), testing::ExitedWithCode(0), "joined, ran 1");
 }
 
 }  // namespace
