@@ -6,6 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -21,12 +22,60 @@ rapidjson::SizeType sizeOf(std::string_view text) {
   return static_cast<rapidjson::SizeType>(text.size());
 }
 
+/// The length of the UTF-8 sequence (RFC 3629 section 4) that `text` begins with; 0 when it begins with none.
+std::size_t sequenceLength(std::string_view text) {
+  const auto isBetween = [&](std::size_t at, unsigned low, unsigned high) {
+    return at < text.size() && static_cast<unsigned char>(text[at]) >= low &&
+           static_cast<unsigned char>(text[at]) <= high;
+  };
+  const auto isTail = [&](std::size_t at) { return isBetween(at, 0x80, 0xBF); };
+  const auto lead = static_cast<unsigned char>(text.front());
+  if (lead < 0x80) {
+    return 1;
+  }
+  if (isBetween(0, 0xC2, 0xDF)) {
+    return isTail(1) ? 2 : 0;
+  }
+  if (isBetween(0, 0xE0, 0xEF)) {
+    return isBetween(1, lead == 0xE0 ? 0xA0 : 0x80, lead == 0xED ? 0x9F : 0xBF) && isTail(2) ? 3 : 0;
+  }
+  if (isBetween(0, 0xF0, 0xF4)) {
+    const bool isSecond = isBetween(1, lead == 0xF0 ? 0x90 : 0x80, lead == 0xF4 ? 0x8F : 0xBF);
+    return isSecond && isTail(2) && isTail(3) ? 4 : 0;
+  }
+  return 0;
+}
+
+bool isUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = sequenceLength(text);
+    if (length == 0) {
+      return false;
+    }
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+/// Texts from a server need not be UTF-8, JSON texts have to be: U+FFFD stands for each byte that is not.
+std::string utf8(std::string_view text) {
+  std::string valid;
+  valid.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t length = sequenceLength(text);
+    valid += length > 0 ? text.substr(0, length) : "\xEF\xBF\xBD";
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return valid;
+}
+
 void write(Writer& writer, const Value& value);
 
 void write(Writer& writer, const Dictionary& dictionary) {
   writer.StartObject();
   for (const auto& [key, value] : dictionary.entries()) {
-    writer.Key(key.data(), sizeOf(key));
+    const std::string name = utf8(key);
+    writer.Key(name.data(), sizeOf(name));
     write(writer, value);
   }
   writer.EndObject();
@@ -40,7 +89,8 @@ void write(Writer& writer, const Value& value) {
   } else if (const double* real = value.real(); real != nullptr && std::isfinite(*real)) {
     writer.Double(*real);
   } else if (const std::string* text = value.text()) {
-    writer.String(text->data(), sizeOf(*text));
+    const std::string valid = utf8(*text);
+    writer.String(valid.data(), sizeOf(valid));
   } else if (const Array* array = value.array()) {
     writer.StartArray();
     for (const Value& element : *array) {
@@ -68,11 +118,14 @@ class Builder {
   }
   bool Double(double value) { return add(value); }
   bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; }
-  bool String(const char* text, rapidjson::SizeType length, bool) { return add(std::string(text, length)); }
+  // The reader lets escapes through that name half a character.
+  bool String(const char* text, rapidjson::SizeType length, bool) {
+    return isUtf8({text, length}) && add(std::string(text, length));
+  }
   bool StartObject() { return open(true); }
   bool Key(const char* text, rapidjson::SizeType length, bool) {
     stack_.back().key.assign(text, length);
-    return true;
+    return isUtf8(stack_.back().key);
   }
   bool EndObject(rapidjson::SizeType) { return close(); }
   bool StartArray() { return open(false); }
@@ -125,12 +178,14 @@ std::string jsonText(const Dictionary& dictionary) {
 }
 
 std::optional<Dictionary> dictionaryFromJsonText(std::string_view text) {
-  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
+                              rapidjson::kParseFullPrecisionFlag;
   rapidjson::MemoryStream stream(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(stream);
   rapidjson::Reader reader;
   Builder builder;
-  if (!reader.Parse<kFlags>(input, builder)) {
+  // The reader takes a zero byte for the end of the text.
+  if (!reader.Parse<kFlags>(input, builder) || stream.Tell() != text.size()) {
     return std::nullopt;
   }
   Value root = builder.take();

@@ -1,17 +1,21 @@
-// Data, Dictionary and Value, Error, JSON texts.
+// Data, Dictionary and Value, Error, JSON texts, the trace.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <set>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "foundation/base/Data.h"
 #include "foundation/base/Dictionary.h"
 #include "foundation/base/Error.h"
 #include "foundation/base/JsonText.h"
+#include "foundation/base/Trace.h"
 
 namespace foundation {
 namespace {
@@ -62,7 +66,10 @@ TEST(Data, AnEmptyOneTakesTheBlockOver) {
 TEST(Data, ReportsThatThereIsNoMemory) {
   Data data("kept");
   EXPECT_FALSE(data.reserve(std::numeric_limits<std::size_t>::max() / 2));
+  EXPECT_FALSE(data.reserve(std::numeric_limits<std::size_t>::max()));
   EXPECT_FALSE(data.append("x", std::numeric_limits<std::size_t>::max() - 2));
+  EXPECT_FALSE(data.append("x", std::numeric_limits<std::size_t>::max()));
+  EXPECT_FALSE(Data().append("x", std::numeric_limits<std::size_t>::max()));
   EXPECT_EQ(data.view(), "kept");
 }
 
@@ -161,6 +168,119 @@ TEST(JsonText, NestsToADepthAndNoDeeper) {
   EXPECT_TRUE(dictionaryFromJsonText(nested(511)));
   EXPECT_FALSE(dictionaryFromJsonText(nested(512)));
   EXPECT_FALSE(dictionaryFromJsonText(nested(1'000'000)));
+}
+TEST(Data, ReservesExactlyAndGrowsGeometrically) {
+  Data data;
+  ASSERT_TRUE(data.reserve(1000));
+  EXPECT_EQ(data.capacity(), 1000u);
+  ASSERT_TRUE(data.reserve(10));
+  EXPECT_EQ(data.capacity(), 1000u);
+  int moves = 0;
+  std::size_t before = data.capacity();
+  for (int i = 0; i < 1'000'000; ++i) {
+    ASSERT_TRUE(data.append("x", 1));
+    moves += data.capacity() != before ? 1 : 0;
+    before = data.capacity();
+  }
+  EXPECT_LE(moves, 20);
+  EXPECT_LE(data.capacity(), 2 * data.length());
+}
+
+TEST(Error, HasASentenceOfItsOwnForEveryCode) {
+  std::set<std::string> sentences;
+  for (const int code : {-1,    -1000, -1001, -1002, -1003, -1004, -1005, -1006, -1007, -1009,
+                         -1010, -1011, -1012, -1013, -1016, -1100, -1102, -1103, -1200, -1202}) {
+    const Error error = makeURLError(static_cast<URLErrorCode>(code), "");
+    EXPECT_EQ(error.code, code);
+    EXPECT_EQ(error.description, "NSURLErrorDomain " + std::to_string(code));
+    EXPECT_TRUE(sentences.insert(error.localizedDescription).second) << error.localizedDescription;
+  }
+}
+
+TEST(JsonText, ReadsEscapes) {
+  const auto read = dictionaryFromJsonText(R"({"\u0061\n":"\ud83d\ude00\u0000\/\"\\\b\f\r\t"})");
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->text("a\n"), std::string_view("\xf0\x9f\x98\x80\0/\"\\\b\f\r\t", 12));
+  EXPECT_EQ(*dictionaryFromJsonText(jsonText(*read)), *read);
+  for (const char* text : {R"({"a":"\ud83d"})", R"({"a":"\ude00"})", R"({"\ude00":1})", R"({"a":"\ud83dx"})",
+                           R"({"a":"\x41"})", R"({"a":"\u12"})", "{\"a\":\"\n\"}", "{\"a\":\"x}"}) {
+    EXPECT_FALSE(dictionaryFromJsonText(text)) << text;
+  }
+}
+
+TEST(JsonText, ReadsNumbersAsTheyAre) {
+  const auto value = [](const std::string& number) {
+    const auto read = dictionaryFromJsonText("{\"n\":" + number + "}");
+    return read ? *read->find("n") : Value("refused");
+  };
+  EXPECT_EQ(value("0"), Value(0));
+  EXPECT_EQ(value("-1"), Value(-1));
+  EXPECT_EQ(value("4294967296"), Value(std::int64_t{1} << 32));
+  EXPECT_EQ(value("9223372036854775807"), Value(std::numeric_limits<std::int64_t>::max()));
+  EXPECT_EQ(value("-9223372036854775808"), Value(std::numeric_limits<std::int64_t>::min()));
+  EXPECT_EQ(value("18446744073709551615"), Value(18446744073709551615.0));
+  EXPECT_EQ(value("1.0"), Value(1.0));
+  EXPECT_EQ(value("1e3"), Value(1000.0));
+  for (const char* number : {"01", "+1", "1.", ".5", "1e", "0x1", "NaN", "Infinity", "-", "1e400"}) {
+    EXPECT_EQ(value(number), Value("refused")) << number;
+  }
+}
+
+TEST(JsonText, KeepsRealsToTheLastBit) {
+  for (const double number :
+       {0.1, 1.0 / 3, 123456789.123456789, 1.7976931348623157e308, 2.2250738585072014e-308, 5e-324, 8.533e+68,
+        9007199254740993.0, -6.02214076e23}) {
+    const auto read = dictionaryFromJsonText(jsonText(Dictionary{{"n", number}}));
+    ASSERT_TRUE(read) << number;
+    EXPECT_EQ(*read->find("n"), Value(number)) << number;
+  }
+}
+
+TEST(JsonText, NeverWritesWhatIsNoNumber) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(jsonText({{"a", infinity}, {"b", -infinity}, {"c", std::nan("")}}),
+            "{\"a\":null,\"b\":null,\"c\":null}");
+}
+
+TEST(JsonText, IsAlwaysUtf8) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"\xc3\xa4 \xe2\x82\xac \xed\x9f\xbf \xef\xbf\xbf \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf",
+       "\xc3\xa4 \xe2\x82\xac \xed\x9f\xbf \xef\xbf\xbf \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf"},
+      {"\xe4", "\xef\xbf\xbd"},                                                  // Latin-1
+      {"a\xc3", "a\xef\xbf\xbd"},                                                // cut off
+      {"\xc3z", "\xef\xbf\xbdz"},                                                // the next one stays
+      {"\xc0\x80", "\xef\xbf\xbd\xef\xbf\xbd"},                                  // overlong
+      {"\xed\xa0\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},                  // a surrogate
+      {"\xf4\x90\x80\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},  // beyond the last one
+      {"\xff", "\xef\xbf\xbd"},
+  };
+  for (const auto& [given, written] : cases) {
+    const auto read = dictionaryFromJsonText(jsonText(Dictionary{{given, given}}));
+    ASSERT_TRUE(read) << testing::PrintToString(given);
+    EXPECT_EQ(read->text(written), written) << testing::PrintToString(given);
+  }
+}
+
+TEST(JsonText, EndsWhereTheTextEnds) {
+  EXPECT_TRUE(dictionaryFromJsonText(" {} \n"));
+  EXPECT_TRUE(dictionaryFromJsonText("\xef\xbb\xbf{}"));
+  EXPECT_FALSE(dictionaryFromJsonText(std::string_view("{}\0", 3)));
+  EXPECT_FALSE(dictionaryFromJsonText(std::string_view("{}\0{}", 5)));
+  EXPECT_FALSE(dictionaryFromJsonText(std::string_view("{\"a\":1}", 6)));
+}
+
+std::string traced;
+
+TEST(Trace, GoesToTheSinkThatIsSet) {
+  trace(TraceLevel::Error, "nobody hears it");
+  setTraceSink([](TraceLevel level, std::string_view text) {
+    traced += std::to_string(static_cast<unsigned>(level)) + std::string(text) + ";";
+  });
+  trace(TraceLevel::Debug, "a");
+  trace(TraceLevel::Warning, "b");
+  setTraceSink(nullptr);
+  trace(TraceLevel::Info, "c");
+  EXPECT_EQ(traced, "1a;4b;");
 }
 
 }  // namespace
