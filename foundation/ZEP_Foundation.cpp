@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "foundation/base/JsonText.h"
 #include "foundation/notification/NotificationCenter.h"
@@ -26,12 +26,33 @@ struct Unref {
 using MainLoop = std::unique_ptr<GMainLoop, Unref<g_main_loop_unref>>;
 using MainContext = std::unique_ptr<GMainContext, Unref<g_main_context_unref>>;
 
-/// The runs of ZEP_RunLoop_Run on this thread, the innermost last.
-struct RunningLoop {
-  GMainLoop* loop;
-  bool wasStopped;
+/// One ZEP_RunLoop_Run. Those of a thread are chained, so that a stop finds the innermost.
+class Run {
+ public:
+  explicit Run(GMainContext* context)
+      : loop_(g_main_loop_new(context, FALSE)), outer_(std::exchange(innermost_, this)) {}
+  ~Run() { innermost_ = outer_; }
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
+
+  /// The calling thread's, or null.
+  static Run* innermost() { return innermost_; }
+  GMainLoop* loop() const { return loop_.get(); }
+  bool wasStopped() const { return wasStopped_; }
+  void stop() {
+    wasStopped_ = true;
+    g_main_loop_quit(loop_.get());
+  }
+
+ private:
+  static thread_local Run* innermost_;
+
+  const MainLoop loop_;
+  Run* const outer_;
+  bool wasStopped_ = false;
 };
-thread_local std::vector<RunningLoop*> runningLoops;
+
+thread_local Run* Run::innermost_ = nullptr;
 
 /// Holds the context for this thread while it is turned.
 class Ownership {
@@ -55,10 +76,11 @@ constexpr gint64 kLongestMs = gint64{1000} * 60 * 60 * 24 * 365;
 /// Ends a loop after a time; gone when the run is over.
 class Deadline {
  public:
-  Deadline(GMainContext* context, GMainLoop* loop, long milliseconds) : source_(g_timeout_source_new(0)) {
+  Deadline(GMainContext* context, GMainLoop* loop, gint64 end) : source_(g_timeout_source_new(0)) {
+    // Before everything else: sources that stay ready would keep it from its turn.
+    g_source_set_priority(source_, G_MININT);
     g_source_set_callback(source_, &Deadline::quit, loop, nullptr);
-    g_source_set_ready_time(source_,
-                            g_get_monotonic_time() + std::min<gint64>(milliseconds, kLongestMs) * 1000);
+    g_source_set_ready_time(source_, end);
     g_source_attach(source_, context);
   }
   ~Deadline() {
@@ -77,18 +99,22 @@ class Deadline {
 };
 
 long runLoop(GMainContext* context, long milliseconds) {
-  const MainLoop loop(g_main_loop_new(context, FALSE));
-  RunningLoop running{loop.get(), false};
-  runningLoops.push_back(&running);
-  {
-    std::optional<Deadline> deadline;
-    if (milliseconds >= 0) {
-      deadline.emplace(context, loop.get(), milliseconds);
-    }
-    g_main_loop_run(loop.get());
+  // Sources that stay ready would keep a run that does not wait busy for ever.
+  constexpr int kMostTurns = 100;
+  const gint64 end = g_get_monotonic_time() + std::clamp<gint64>(milliseconds, 0, kLongestMs) * 1000;
+  Run run(context);
+  // A timed run gets one turn whatever its time: the shortest one brings the work forward.
+  int turnsLeft = milliseconds == 0 ? kMostTurns : 1;
+  while (turnsLeft-- > 0 && !run.wasStopped() && g_main_context_iteration(context, FALSE)) {
   }
-  runningLoops.pop_back();
-  return running.wasStopped ? 1 : 0;
+  if (milliseconds != 0 && !run.wasStopped()) {
+    std::optional<Deadline> deadline;
+    if (milliseconds > 0) {
+      deadline.emplace(context, run.loop(), end);
+    }
+    g_main_loop_run(run.loop());
+  }
+  return run.wasStopped() ? 1 : 0;
 }
 
 }  // namespace
@@ -100,10 +126,7 @@ long ZEP_Notification_AddObserver(const char* name, ZEP_NotificationObserver fn,
   return NotificationCenter::defaultCenter().addObserver(
       nullptr, name, [fn, context](const foundation::Notification& notification) {
         const std::string observedName(notification.name);
-        const std::string userInfo =
-            notification.userInfo ? foundation::jsonText(*notification.userInfo) : "";
-        fn(observedName.c_str(), notification.object, notification.userInfo ? userInfo.c_str() : nullptr,
-           context);
+        fn(observedName.c_str(), notification.object, notification.userInfoText(), context);
       });
 }
 
@@ -137,10 +160,10 @@ long ZEP_RunLoop_Run(long milliseconds) {
 }
 
 long ZEP_RunLoop_Stop(void) {
-  if (runningLoops.empty()) {
+  Run* const run = Run::innermost();
+  if (run == nullptr) {
     return -1;
   }
-  runningLoops.back()->wasStopped = true;
-  g_main_loop_quit(runningLoops.back()->loop);
+  run->stop();
   return 0;
 }

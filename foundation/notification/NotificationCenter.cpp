@@ -5,7 +5,19 @@
 #include <iterator>
 #include <utility>
 
+#include "foundation/base/JsonText.h"
+
 namespace foundation {
+
+const char* Notification::userInfoText() const {
+  if (userInfo == nullptr) {
+    return nullptr;
+  }
+  if (!writtenUserInfo) {
+    writtenUserInfo = jsonText(*userInfo);
+  }
+  return writtenUserInfo->c_str();
+}
 
 struct NotificationCenter::Registration {
   Token token;

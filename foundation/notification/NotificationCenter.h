@@ -14,12 +14,18 @@
 namespace foundation {
 
 /// What observers are told. Valid during the delivery.
-struct Notification {
+struct FOUNDATION_EXPORT Notification {
   std::string_view name;
   /// Who posted it: an identity, never dereferenced by the center. May be null.
   const void* object = nullptr;
   /// Null when the notification carries none.
   const Dictionary* userInfo = nullptr;
+
+  /// The user information as the text of a JSON object; null when there is none. Written at the first call
+  /// and kept for the observers that follow.
+  const char* userInfoText() const;
+
+  mutable std::optional<std::string> writtenUserInfo = {};
 };
 
 /// Named notifications inside the process. Any thread. Observers are called one after another, in the order

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <limits>
 #include <string>
 #include <thread>
 
@@ -116,6 +116,108 @@ TEST(FoundationInterface, ALoopHasOneThread) {
 TEST(FoundationInterface, TheLibrarysOwnThreadsHaveNoLoopToRun) {
   const foundation::ThreadRunLoop::Scope scope;
   EXPECT_EQ(ZEP_RunLoop_Run(0), -1);
+}
+TEST(FoundationInterface, TheTextIsWrittenOnceForAllObservers) {
+  struct Seen {
+    std::string text;
+    const char* address = nullptr;
+  };
+  const auto see = [](const char*, const void*, const char* userInfo, void* context) {
+    *static_cast<Seen*>(context) = {userInfo, userInfo};
+  };
+  Seen first, second;
+  const long one = ZEP_Notification_AddObserver("c.once", see, &first);
+  const long other = ZEP_Notification_AddObserver("c.once", see, &second);
+  EXPECT_EQ(ZEP_Notification_Post("c.once", nullptr, "{\"k\":\"v\"}"), 0);
+  EXPECT_EQ(first.text, "{\"k\":\"v\"}");
+  EXPECT_EQ(second.text, first.text);
+  EXPECT_EQ(second.address, first.address);
+  ZEP_Notification_RemoveObserver(one);
+  ZEP_Notification_RemoveObserver(other);
+}
+
+/// A source that is always ready, before everything of ordinary priority.
+class BusySource {
+ public:
+  explicit BusySource(GMainContext* context) : source_(g_idle_source_new()) {
+    g_source_set_priority(source_, G_PRIORITY_HIGH);
+    g_source_set_callback(source_, &BusySource::count, &turns_, nullptr);
+    g_source_attach(source_, context);
+  }
+  ~BusySource() {
+    g_source_destroy(source_);
+    g_source_unref(source_);
+  }
+  BusySource(const BusySource&) = delete;
+  BusySource& operator=(const BusySource&) = delete;
+  int turns() const { return turns_; }
+
+ private:
+  static gboolean count(gpointer turns) {
+    ++*static_cast<int*>(turns);
+    return G_SOURCE_CONTINUE;
+  }
+  GSource* source_;
+  int turns_ = 0;
+};
+
+TEST(FoundationInterface, ARunEndsThoughSourcesStayReady) {
+  MainContext context;
+  const BusySource busy(context.get());
+  EXPECT_EQ(ZEP_RunLoop_Run(0), 0);
+  EXPECT_GT(busy.turns(), 0);
+  EXPECT_EQ(ZEP_RunLoop_Run(5), 0);
+}
+
+TEST(FoundationInterface, ARunWithoutWaitingTurnsEveryPriority) {
+  MainContext context;
+  bool ranIdle = false;
+  GSource* idle = g_idle_source_new();
+  g_source_set_priority(idle, G_PRIORITY_LOW);
+  g_source_set_callback(
+      idle,
+      [](gpointer ran) -> gboolean {
+        *static_cast<bool*>(ran) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &ranIdle, nullptr);
+  g_source_attach(idle, context.get());
+  g_source_unref(idle);
+  bool ran = false;
+  foundation::RunLoop::current()->perform([&] { ran = true; });
+  EXPECT_EQ(ZEP_RunLoop_Run(0), 0);
+  EXPECT_TRUE(ran);
+  EXPECT_TRUE(ranIdle);
+}
+
+TEST(FoundationInterface, ARunWithoutWaitingCanBeStopped) {
+  MainContext context;
+  int ran = 0;
+  GSource* stop = g_idle_source_new();
+  g_source_set_priority(stop, G_PRIORITY_HIGH - 1);
+  g_source_set_callback(
+      stop,
+      [](gpointer count) -> gboolean {
+        ++*static_cast<int*>(count);
+        EXPECT_EQ(ZEP_RunLoop_Stop(), 0);
+        return G_SOURCE_CONTINUE;
+      },
+      &ran, nullptr);
+  g_source_attach(stop, context.get());
+  EXPECT_EQ(ZEP_RunLoop_Run(0), 1);
+  EXPECT_EQ(ran, 1);
+  EXPECT_EQ(ZEP_RunLoop_Run(60'000), 1);
+  EXPECT_EQ(ran, 2);
+  g_source_destroy(stop);
+  g_source_unref(stop);
+}
+
+TEST(FoundationInterface, AnyTimeIsAccepted) {
+  for (const long milliseconds : {std::numeric_limits<long>::min(), std::numeric_limits<long>::max()}) {
+    MainContext context;
+    foundation::RunLoop::current()->perform([] { ZEP_RunLoop_Stop(); });
+    EXPECT_EQ(ZEP_RunLoop_Run(milliseconds), 1);
+  }
 }
 
 }  // namespace

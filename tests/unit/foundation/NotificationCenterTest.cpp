@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -102,6 +103,61 @@ TEST(NotificationCenter, TakesPostsFromManyThreads) {
     thread.join();
   }
   EXPECT_EQ(told, 2000);
+}
+TEST(NotificationCenter, ObserversComeAndGoWhileOthersPost) {
+  NotificationCenter center;
+  std::atomic<bool> stop{false};
+  std::atomic<int> toldOfOther{0};
+  center.addObserver(nullptr, "n", [&](const Notification&) { ++toldOfOther; });
+  int posts = 0;
+  std::thread poster([&] {
+    do {
+      center.post("n", nullptr, nullptr);
+      ++posts;
+    } while (!stop);
+  });
+  for (int i = 0; i < 2000; ++i) {
+    const auto token = center.addObserver(nullptr, "n", [](const Notification&) {});
+    EXPECT_TRUE(center.removeObserver(token));
+    EXPECT_FALSE(center.removeObserver(token));
+  }
+  stop = true;
+  poster.join();
+  EXPECT_EQ(toldOfOther, posts) << "a delivery left out the observer that stayed, or told it twice";
+}
+
+TEST(NotificationCenter, ReleasesWhatARemovedHandlerHolds) {
+  NotificationCenter center;
+  // Releasing it comes back to the center, which must hold no lock then.
+  struct Caller {
+    NotificationCenter& center;
+    ~Caller() { center.post("released", nullptr, nullptr); }
+  };
+  int released = 0;
+  center.addObserver(nullptr, "released", [&](const Notification&) { ++released; });
+  auto caller = std::make_shared<Caller>(center);
+  const auto token = center.addObserver(nullptr, "n", [caller](const Notification&) {});
+  caller.reset();
+  EXPECT_EQ(released, 0);
+  center.removeObserver(token);
+  EXPECT_EQ(released, 1);
+}
+
+TEST(NotificationCenter, WritesTheUserInfoWhenAskedAndOnce) {
+  NotificationCenter center;
+  const char* first = nullptr;
+  const char* second = nullptr;
+  center.addObserver(nullptr, "n", [&](const Notification& told) { first = told.userInfoText(); });
+  center.addObserver(nullptr, "n", [&](const Notification& told) {
+    second = told.userInfoText();
+    EXPECT_STREQ(second, "{\"k\":1}");
+  });
+  const Dictionary info{{"k", 1}};
+  center.post("n", nullptr, &info);
+  EXPECT_EQ(first, second);
+  NotificationCenter other;
+  other.addObserver(nullptr, "n", [&](const Notification& told) { EXPECT_EQ(told.userInfoText(), nullptr); });
+  other.post("n", nullptr, nullptr);
 }
 
 }  // namespace
