@@ -1,15 +1,24 @@
 #include "common/zep/mac/MacTimerImpl.h"
 
+#include <new>
 #include <utility>
 
 ZEPMacTimer::~ZEPMacTimer() = default;
 
 unsigned int ZEPMacTimer::SetTimer(TimerID id, unsigned int interval) {
   // Deliberately no restart: a timer that is running keeps its interval.
-  if (timerForID(id) == nullptr) {
-    if (auto timer = scheduleTimer(id, interval, m_pCallback, true)) {
-      m_timers.emplace(id, std::move(timer));
+  if (timerForID(id) != nullptr) {
+    return id;
+  }
+  try {
+    // The entry comes first: a timer that has begun to tick can always be killed.
+    const auto entry = m_timers.try_emplace(id).first;
+    entry->second = scheduleTimer(id, interval, m_pCallback, true);
+    if (entry->second == nullptr) {
+      m_timers.erase(entry);
     }
+  } catch (const std::bad_alloc&) {
+    // The id stays absent; there is no error to report it by.
   }
   return id;
 }
@@ -25,9 +34,13 @@ std::shared_ptr<CocoaTimerImpl> ZEPMacTimer::timerForID(TimerID id) const {
 
 std::shared_ptr<CocoaTimerImpl> ZEPMacTimer::scheduleTimer(TimerID id, unsigned long interval,
                                                            IZEPTimer_Callback* callback, bool repeats) {
-  auto timer = CocoaTimerImpl::initWithTimerID(id);
-  timer->scheduleTimerWithInterval(interval, callback, repeats);
-  return timer;
+  try {
+    auto timer = CocoaTimerImpl::initWithTimerID(id);
+    timer->scheduleTimerWithInterval(interval, callback, repeats);
+    return timer;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void ZEPMacTimer::invalidate(TimerID id) {

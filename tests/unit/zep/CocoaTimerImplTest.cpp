@@ -100,5 +100,30 @@ TEST(CocoaTimerImpl, TicksWhileTrackingAndNotUnderAPanel) {
   }
   timer->invalidate();
 }
+TEST(CocoaTimerImpl, EndsWithItsLoop) {
+  TickRecorder recorder;
+  std::weak_ptr<CocoaTimerImpl> seen;
+  {
+    MainContext context;
+    const auto timer = CocoaTimerImpl::initWithTimerID(9);
+    timer->scheduleTimerWithInterval(1, &recorder, true);
+    seen = timer;
+  }
+  EXPECT_TRUE(seen.expired());
+}
+
+TEST(CocoaTimerImpl, HasNoTimerOnceInvalidated) {
+  MainContext context;
+  TickRecorder recorder;
+  const auto timer = CocoaTimerImpl::initWithTimerID(9);
+  timer->invalidate();
+  EXPECT_EQ(timer->getInterval(), 0u);
+  timer->scheduleTimerWithInterval(2000, &recorder, true);
+  EXPECT_EQ(timer->getInterval(), 2000u);
+  timer->invalidate();
+  EXPECT_EQ(timer->getInterval(), 0u);
+  EXPECT_FALSE(timer->isValid());
+  timer->invalidate();
+}
 
 }  // namespace

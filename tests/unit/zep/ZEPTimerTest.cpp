@@ -7,6 +7,7 @@
 #include "common/zep/ZEPTimer.h"
 #include "common/zep/mac/MacTimerImpl.h"
 #include "tests/unit/foundation/MainContext.h"
+#include "tests/unit/zep/Allocations.h"
 #include "tests/unit/zep/TickRecorder.h"
 
 namespace {
@@ -165,6 +166,65 @@ TEST(ZEPMacTimer, WithoutACallbackTicksIntoNothing) {
   timers.SetTimer(7, 1);
   turnForAWhile(context);
   timers.KillTimer(7);
+}
+TEST(ZEPMacTimer, WithoutMemoryTheIdStaysAbsent) {
+  MainContext context;
+  TickRecorder recorder;
+  ZEPMacTimer timers(&recorder);
+  int failures = 0;
+  for (bool hasFailed = true; hasFailed; ++failures) {
+    {
+      const FailingAllocation failing(failures);
+      EXPECT_EQ(timers.SetTimer(7, 1), 7u);
+      hasFailed = failing.hasFailed();
+    }
+    EXPECT_EQ(timers.timerForID(7) == nullptr, hasFailed) << failures;
+  }
+  EXPECT_GT(failures, 3) << "there was nothing to fail";
+  EXPECT_TRUE(context.turnUntil([&] { return recorder.countOf(7) > 0; }));
+  timers.KillTimer(7);
+  recorder.ticks.clear();
+  turnForAWhile(context);
+  EXPECT_TRUE(recorder.ticks.empty()) << "a timer that could not be kept ticks";
+}
+
+TEST(ZEPMacTimer, TheShortestIntervalTicks) {
+  MainContext context;
+  TickRecorder recorder;
+  ZEPMacTimer timers(&recorder);
+  timers.SetTimer(7, 0);
+  EXPECT_TRUE(context.turnUntil([&] { return recorder.countOf(7) > 3; }));
+  timers.KillTimer(7);
+}
+
+TEST(ZEPMacTimer, AKilledTimersObjectIsFreed) {
+  MainContext context;
+  TickRecorder recorder;
+  ZEPMacTimer timers(&recorder);
+  timers.SetTimer(7, 1);
+  const std::weak_ptr<CocoaTimerImpl> seen = timers.timerForID(7);
+  bool livedInItsTick = false;
+  recorder.onTick = [&](TimerID id) {
+    timers.KillTimer(id);
+    livedInItsTick = !seen.expired();
+  };
+  EXPECT_TRUE(context.turnUntil([&] { return recorder.countOf(7) == 1; }));
+  EXPECT_TRUE(livedInItsTick);
+  EXPECT_TRUE(seen.expired());
+}
+
+TEST(ZEPTimer, MayBeDestroyedInsideItsTick) {
+  MainContext context;
+  TickRecorder recorder;
+  auto timer = std::make_unique<ZEPTimer>(&recorder);
+  recorder.onTick = [&](TimerID id) {
+    timer->KillTimer(id);
+    timer.reset();
+  };
+  timer->SetTimer(7, 1);
+  EXPECT_TRUE(context.turnUntil([&] { return timer == nullptr; }));
+  turnForAWhile(context);
+  EXPECT_EQ(recorder.ticks.size(), 1u);
 }
 
 }  // namespace
