@@ -150,7 +150,11 @@ ZEP_HTTPPOOL_API long ZEP_HttpPool_TaskRun(const char* poolName, const char* tas
 /* Stops the request, forgets the byte body and sets the status to 0; the properties keep their texts. */
 ZEP_HTTPPOOL_API long ZEP_HttpPool_TaskReset(const char* poolName, const char* taskName);
 
-/* Sets a property (1 to 6, 8, 9). A NULL value is the empty text. Takes effect at the next run. */
+/*
+ * Sets a property (1 to 6, 8, 9). A NULL value is the empty text. Takes effect at the next run; but a task that is
+ * run again without a reset keeps the header fields and the download target of its earlier run when property 1 or 8
+ * has been emptied meanwhile.
+ */
 ZEP_HTTPPOOL_API long ZEP_HttpPool_SetTaskProperty(const char* poolName, const char* taskName,
                                                    ZEP_HTTP_TASK_PROPERTY property, const char* value);
 

@@ -172,6 +172,20 @@ TEST_F(Trace, FailureIsTracedWithUrlAndReason) {
   EXPECT_EQ(server_.accesses("/close").size(), 1U) << "it was retried";
 }
 
+TEST_F(Trace, PasswordOfAUrlIsNotWritten) {
+  std::string url = server_.url("/close");
+  url.insert(url.find("//") + 2, "alice:open-sesame@");
+  for (const std::string& asked : {url, url + " with a blank"}) {
+    const auto pieces = traced({asked});
+    bool isNamed = false;
+    for (const Piece& piece : pieces) {
+      EXPECT_EQ(piece.text.find("open-sesame"), std::string::npos) << piece.text;
+      isNamed = isNamed || piece.text.find("alice:***@") != std::string::npos;
+    }
+    EXPECT_TRUE(isNamed) << "the URL is not traced at all";
+  }
+}
+
 TEST_F(Trace, RefusedLaunchIsAnError) {
   const auto errors = texts(traced({"http://127.0.0.1/a b"}), "QLXERROR");
   ASSERT_EQ(errors.size(), 2U);
