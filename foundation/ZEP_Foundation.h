@@ -31,7 +31,8 @@ typedef void (*ZEP_NotificationObserver)(const char* name, const void* object, c
  * Registers an observer. Any thread. `name` is copied; `fn` and `context` must stay valid until the observer is
  * removed. Returns a token greater than 0, or -1 when `name` or `fn` is NULL.
  */
-ZEP_FOUNDATION_API long ZEP_Notification_AddObserver(const char* name, ZEP_NotificationObserver fn, void* context);
+ZEP_FOUNDATION_API long ZEP_Notification_AddObserver(const char* name, ZEP_NotificationObserver fn,
+                                                     void* context);
 
 /*
  * Removes an observer. Any thread, also from inside an observer. No call of it begins after the return; one that

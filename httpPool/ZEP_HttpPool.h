@@ -78,9 +78,10 @@ typedef enum ZEP_HTTP_TASK_PROPERTY {
   ZEP_HTTP_TASK_PROP_URL = 5,           /* set, get: the URL (RFC 3986; http, https, file) */
   ZEP_HTTP_TASK_PROP_POST_DATA = 6,     /* set, get: a text body; empty: no body */
   ZEP_HTTP_TASK_PROP_RESULT = 7,        /* get: the result, above */
-  ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE = 8, /* set, get: not empty: the body goes to this file, without property 6 */
-  ZEP_HTTP_TASK_PROP_EXTRA_9 = 9,       /* set, get: the host's own */
-  ZEP_HTTP_TASK_PROP_REDIRECT_URL = 10  /* get: the target of a captured redirect */
+  ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE =
+      8,                          /* set, get: not empty: the body goes to this file, without property 6 */
+  ZEP_HTTP_TASK_PROP_EXTRA_9 = 9, /* set, get: the host's own */
+  ZEP_HTTP_TASK_PROP_REDIRECT_URL = 10 /* get: the target of a captured redirect */
 } ZEP_HTTP_TASK_PROPERTY;
 
 /* What a notification says. 32 bits. */
@@ -93,8 +94,8 @@ typedef enum ZEP_HTTP_POOL_TASK_NOTIFY {
  * first task. The texts are valid during the call; `data` is NULL. The function may call the library, also to
  * remove, clear and add tasks and to destroy the pool. It must not let an exception escape.
  */
-typedef void (*ZEP_HttpPool_NotifyProc)(ZEP_HTTP_POOL_TASK_NOTIFY code, const char* poolName, const char* taskName,
-                                        const char* data);
+typedef void (*ZEP_HttpPool_NotifyProc)(ZEP_HTTP_POOL_TASK_NOTIFY code, const char* poolName,
+                                        const char* taskName, const char* data);
 
 /*
  * Creates a pool. A second pool of the same name is a pool of its own; calls find the older one until it is
@@ -145,7 +146,8 @@ ZEP_HTTPPOOL_API long ZEP_HttpPool_GetTaskStatus(const char* poolName, const cha
  * Launches the task's request with its properties as they are now, and writes 2 (launched) or 5 (refused) to
  * `*status`, which may be NULL. A task that has ended may be run again without a reset.
  */
-ZEP_HTTPPOOL_API long ZEP_HttpPool_TaskRun(const char* poolName, const char* taskName, ZEP_HTTP_TASK_STATUS* status);
+ZEP_HTTPPOOL_API long ZEP_HttpPool_TaskRun(const char* poolName, const char* taskName,
+                                           ZEP_HTTP_TASK_STATUS* status);
 
 /* Stops the request, forgets the byte body and sets the status to 0; the properties keep their texts. */
 ZEP_HTTPPOOL_API long ZEP_HttpPool_TaskReset(const char* poolName, const char* taskName);
