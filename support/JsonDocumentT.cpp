@@ -10,6 +10,10 @@ namespace {
 
 using rapidjson::SizeType;
 
+// The default grammar, without recursion: a text of nothing but brackets must not use up the stack. Without full
+// precision a double may come back changed in its last bit.
+constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+
 /// Builds values from the reader's events on a stack of its own. An event that returns false ends the parse.
 class ValueBuilder {
  public:
@@ -80,8 +84,7 @@ JsonDocumentT& JsonDocumentT::parse(const std::string& text) {
   rapidjson::StringStream stream(text.c_str());
   rapidjson::Reader reader;
   ValueBuilder builder(m_stackCapacity);
-  // The default grammar, without recursion: a text of nothing but brackets must not use up the stack.
-  const rapidjson::ParseResult result = reader.Parse<rapidjson::kParseIterativeFlag>(stream, builder);
+  const rapidjson::ParseResult result = reader.Parse<kParseFlags>(stream, builder);
   m_errorCode = result.IsError() ? static_cast<int>(result.Code()) : 0;
   m_errorOffset = result.IsError() ? result.Offset() : 0;
   if (!result.IsError()) {
