@@ -3,9 +3,11 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -21,41 +23,72 @@ void writeText(Writer& writer, const std::string& text) {
 
 }  // namespace
 
-/// Writes a value as compact text.
+/// Writes a value as compact text. A list of the containers that are still open stands in for recursion.
 class JsonValueWriter {
  public:
-  static void write(Writer& writer, const JsonValueT& value) {
-    std::visit([&](const auto& held) { writeHeld(writer, held); }, value.m_value);
+  explicit JsonValueWriter(Writer& writer) : m_writer(writer) {}
+
+  void write(const JsonValueT& value) {
+    begin(value);
+    while (!m_open.empty()) {
+      advance();
+    }
   }
 
  private:
-  static void writeHeld(Writer& writer, std::monostate) { writer.Null(); }
-  static void writeHeld(Writer& writer, bool value) { writer.Bool(value); }
-  static void writeHeld(Writer& writer, int64_t value) { writer.Int64(value); }
-  static void writeHeld(Writer& writer, uint64_t value) { writer.Uint64(value); }
-  static void writeHeld(Writer& writer, double value) {
-    if (std::isfinite(value)) {
-      writer.Double(value);
+  struct Open {
+    const JsonValueT* container;
+    size_t next;
+  };
+
+  void begin(const JsonValueT& value) {
+    std::visit([&](const auto& held) { writeHeld(held); }, value.m_value);
+    if (value.isObject() || value.isArray()) {
+      m_open.push_back({&value, 0});
+    }
+  }
+
+  void advance() {
+    Open& open = m_open.back();
+    const JsonValueT& container = *open.container;
+    const size_t index = open.next++;
+    if (index == container.size()) {
+      m_open.pop_back();
+      end(container);
+    } else if (container.isObject()) {
+      const JsonValueT::Member& member = container.begin()[index];
+      writeText(m_writer, member.name.asString());
+      begin(member.value);
     } else {
-      writer.Null();
+      begin(container[index]);
     }
   }
-  static void writeHeld(Writer& writer, const std::string& text) { writeText(writer, text); }
-  static void writeHeld(Writer& writer, const JsonValueT::Object& members) {
-    writer.StartObject();
-    for (const JsonValueT::Member& member : members) {
-      writeText(writer, member.name.asString());
-      write(writer, member.value);
+
+  void end(const JsonValueT& container) {
+    if (container.isObject()) {
+      m_writer.EndObject();
+    } else {
+      m_writer.EndArray();
     }
-    writer.EndObject();
   }
-  static void writeHeld(Writer& writer, const JsonValueT::Array& elements) {
-    writer.StartArray();
-    for (const JsonValueT& element : elements) {
-      write(writer, element);
+
+  void writeHeld(std::monostate) { m_writer.Null(); }
+  void writeHeld(bool value) { m_writer.Bool(value); }
+  void writeHeld(int64_t value) { m_writer.Int64(value); }
+  void writeHeld(uint64_t value) { m_writer.Uint64(value); }
+  void writeHeld(double value) {
+    if (std::isfinite(value)) {
+      m_writer.Double(value);
+    } else {
+      m_writer.Null();
     }
-    writer.EndArray();
   }
+  void writeHeld(const std::string& text) { writeText(m_writer, text); }
+  void writeHeld(const JsonValueT::Object&) { m_writer.StartObject(); }
+  void writeHeld(const JsonValueT::Array&) { m_writer.StartArray(); }
+
+  Writer& m_writer;
+  std::vector<Open> m_open;
 };
 
 JsonValueT::JsonValueT(ValueType type) {
@@ -104,11 +137,72 @@ JsonValueT::JsonValueT(const char* text) : m_value(std::string(text != nullptr ?
 JsonValueT::JsonValueT(std::string text) : m_value(std::move(text)) {
 }
 
-JsonValueT::JsonValueT(const JsonValueT& other) = default;
+JsonValueT::JsonValueT(const JsonValueT& other) {
+  std::vector<std::pair<const JsonValueT*, JsonValueT*>> pending{{&other, this}};
+  while (!pending.empty()) {
+    const auto [from, to] = pending.back();
+    pending.pop_back();
+    if (const Array* elements = std::get_if<Array>(&from->m_value)) {
+      Array& copies = to->m_value.emplace<Array>(elements->size());
+      for (size_t i = 0; i < copies.size(); ++i) {
+        pending.emplace_back(&(*elements)[i], &copies[i]);
+      }
+    } else if (const Object* members = std::get_if<Object>(&from->m_value)) {
+      Object& copies = to->m_value.emplace<Object>(members->size());
+      for (size_t i = 0; i < copies.size(); ++i) {
+        copies[i].name.m_value = (*members)[i].name.m_value;
+        pending.emplace_back(&(*members)[i].value, &copies[i].value);
+      }
+    } else {
+      to->m_value = from->m_value;
+    }
+  }
+}
+
 JsonValueT::JsonValueT(JsonValueT&& other) noexcept = default;
-JsonValueT& JsonValueT::operator=(const JsonValueT& other) = default;
-JsonValueT& JsonValueT::operator=(JsonValueT&& other) noexcept = default;
-JsonValueT::~JsonValueT() = default;
+
+JsonValueT& JsonValueT::operator=(const JsonValueT& other) {
+  return *this = JsonValueT(other);
+}
+
+JsonValueT& JsonValueT::operator=(JsonValueT&& other) noexcept {
+  // The old content goes last: other may be a part of it.
+  JsonValueT taken(std::move(other));
+  m_value.swap(taken.m_value);
+  return *this;
+}
+
+// A container destroys its children, which destroy theirs: calls as deep as the value nests. What has grandchildren
+// is therefore taken out first and destroyed on its own.
+JsonValueT::~JsonValueT() {
+  std::vector<JsonValueT> pending;
+  moveDeepChildrenTo(pending);
+  while (!pending.empty()) {
+    JsonValueT value = std::move(pending.back());
+    pending.pop_back();
+    value.moveDeepChildrenTo(pending);
+  }
+}
+
+bool JsonValueT::hasGrandchildren() const {
+  if (const Array* elements = std::get_if<Array>(&m_value)) {
+    return std::any_of(elements->begin(), elements->end(),
+                       [](const auto& child) { return child.size() > 0; });
+  }
+  return std::any_of(begin(), end(), [](const Member& member) { return member.value.size() > 0; });
+}
+
+void JsonValueT::moveDeepChildrenTo(std::vector<JsonValueT>& pending) {
+  const auto moveIfDeep = [&](JsonValueT& child) {
+    if (child.hasGrandchildren()) {
+      pending.push_back(std::move(child));
+    }
+  };
+  if (Array* elements = std::get_if<Array>(&m_value)) {
+    std::for_each(elements->begin(), elements->end(), moveIfDeep);
+  }
+  std::for_each(begin(), end(), [&](Member& member) { moveIfDeep(member.value); });
+}
 
 JsonValueT::ValueType JsonValueT::type() const {
   return std::visit(
@@ -207,7 +301,7 @@ std::string JsonValueT::asString() const {
 std::string JsonValueT::valueToString() const {
   Buffer buffer(nullptr, kBufferBytes);
   Writer writer(buffer, nullptr, kWriterLevels);
-  JsonValueWriter::write(writer, *this);
+  JsonValueWriter(writer).write(*this);
   return {buffer.GetString(), buffer.GetSize()};
 }
 
@@ -216,5 +310,5 @@ JsonValueT JsonValueT::clone() const {
 }
 
 void JsonValueT::setNull() {
-  m_value = std::monostate();
+  *this = JsonValueT();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 // One JSON value (RFC 8259): built in code or parsed by JsonDocumentT, read back, serialised as compact text.
-// Values own what they hold; copies are deep. Copying, destroying and serialising go as deep as the value
-// nests: 512 levels at most when it was parsed. A value type, used by the thread that made it.
+// Values own what they hold; copies are deep. Copying, destroying and serialising do not recurse, so values
+// may nest as deep as memory allows. A value type, used by the thread that made it.
 
 #include <cstddef>
 #include <cstdint>
@@ -86,6 +86,9 @@ class JsonValueT {
 
   using Array = std::vector<JsonValueT>;
   using Object = std::vector<Member>;
+
+  bool hasGrandchildren() const;
+  void moveDeepChildrenTo(std::vector<JsonValueT>& pending);
 
   std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, Object, Array> m_value;
 };

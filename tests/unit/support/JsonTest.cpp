@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
 #include <utility>
 
@@ -144,6 +146,52 @@ TEST(JsonDocument, HasNoValueLeftOfAnEarlierParse) {
   document.parse("7");
   EXPECT_EQ(document.valueToString(), "7");
   EXPECT_FALSE(document.hasParseError());
+}
+
+TEST(JsonDocument, DoublesComeBackAsTheyWere) {
+  std::mt19937_64 bits(7);
+  for (int i = 0; i < 20'000; ++i) {
+    const auto number = std::bit_cast<double>(bits());
+    if (!std::isfinite(number)) {
+      continue;
+    }
+    const std::string text = JsonValueT(number).valueToString();
+    ASSERT_EQ(JsonDocumentT().parse(text).valueToString(), text);
+  }
+}
+
+TEST(JsonDocument, KeepsOrRefusesNumbersTooLarge) {
+  EXPECT_EQ(JsonDocumentT().parse("1.7976931348623157e308").valueToString(), "1.7976931348623157e308");
+  EXPECT_TRUE(JsonDocumentT().parse("1e309").hasParseError());
+  // What rounds to infinity parses, as it does in the default grammar, and has no form to be written in.
+  EXPECT_FALSE(JsonDocumentT().parse("1.8e308").hasParseError());
+  EXPECT_EQ(JsonDocumentT().parse("[1.8e308]").valueToString(), "[null]");
+}
+
+TEST(JsonValue, DeepValuesDoNotUseUpTheStack) {
+  constexpr size_t kPairs = 100'000;
+  JsonValueT value(Type::Object);
+  for (size_t i = 0; i < kPairs; ++i) {
+    JsonValueT list(Type::Array);
+    list.append(std::move(value));
+    value = JsonValueT(Type::Object);
+    value.addMember("k", std::move(list));
+  }
+  const JsonValueT copy = value.clone();
+  const std::string text = copy.valueToString();
+  EXPECT_EQ(text.size(), kPairs * std::string("{\"k\":[]}").size() + 2);
+  EXPECT_EQ(text.substr(0, 11), "{\"k\":[{\"k\":");
+  EXPECT_EQ(value.valueToString(), text);
+}
+
+TEST(JsonValue, MayBeReplacedByAPartOfItself) {
+  JsonValueT value(Type::Object);
+  value.addMember("a", JsonValueT(Type::Array).append("a text too long for the value itself"));
+  JsonValueT part = value;
+  part = part.begin()->value;
+  EXPECT_EQ(part.valueToString(), "[\"a text too long for the value itself\"]");
+  value = std::move(value.begin()->value);
+  EXPECT_EQ(value.valueToString(), "[\"a text too long for the value itself\"]");
 }
 
 }  // namespace
