@@ -12,13 +12,11 @@ unsigned int ZEPMacTimer::SetTimer(TimerID id, unsigned int interval) {
   }
   try {
     // The entry comes first: a timer that has begun to tick can always be killed.
-    const auto entry = m_timers.try_emplace(id).first;
-    entry->second = scheduleTimer(id, interval, m_pCallback, true);
-    if (entry->second == nullptr) {
-      m_timers.erase(entry);
-    }
+    m_timers[id] = nullptr;
+    m_timers[id] = scheduleTimer(id, interval, m_pCallback, true);
   } catch (const std::bad_alloc&) {
     // The id stays absent; there is no error to report it by.
+    m_timers.erase(id);
   }
   return id;
 }
@@ -34,13 +32,9 @@ std::shared_ptr<CocoaTimerImpl> ZEPMacTimer::timerForID(TimerID id) const {
 
 std::shared_ptr<CocoaTimerImpl> ZEPMacTimer::scheduleTimer(TimerID id, unsigned long interval,
                                                            IZEPTimer_Callback* callback, bool repeats) {
-  try {
-    auto timer = CocoaTimerImpl::initWithTimerID(id);
-    timer->scheduleTimerWithInterval(interval, callback, repeats);
-    return timer;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  auto timer = CocoaTimerImpl::initWithTimerID(id);
+  timer->scheduleTimerWithInterval(interval, callback, repeats);
+  return timer;
 }
 
 void ZEPMacTimer::invalidate(TimerID id) {

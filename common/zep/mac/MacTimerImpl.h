@@ -24,7 +24,7 @@ class ZEPMacTimer : public IZEPTimer_Impl {
 
   /// The running timer with this id, or null.
   std::shared_ptr<CocoaTimerImpl> timerForID(TimerID id) const;
-  /// Null when there is no memory.
+  /// Throws std::bad_alloc; nothing is scheduled then.
   std::shared_ptr<CocoaTimerImpl> scheduleTimer(TimerID id, unsigned long interval,
                                                 IZEPTimer_Callback* callback, bool repeats);
   void invalidate(TimerID id);
