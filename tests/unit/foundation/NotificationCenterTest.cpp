@@ -145,19 +145,27 @@ TEST(NotificationCenter, ReleasesWhatARemovedHandlerHolds) {
 
 TEST(NotificationCenter, WritesTheUserInfoWhenAskedAndOnce) {
   NotificationCenter center;
-  const char* first = nullptr;
-  const char* second = nullptr;
-  center.addObserver(nullptr, "n", [&](const Notification& told) { first = told.userInfoText(); });
+  Dictionary info{{"k", 0}};
+  // A change between the observers shows when the text was written.
+  center.addObserver(nullptr, "n", [&](const Notification&) { info.set("k", 1); });
   center.addObserver(nullptr, "n", [&](const Notification& told) {
-    second = told.userInfoText();
-    EXPECT_STREQ(second, "{\"k\":1}");
+    EXPECT_STREQ(told.userInfoText(), "{\"k\":1}");
+    info.set("k", 2);
   });
-  const Dictionary info{{"k", 1}};
+  int told = 0;
+  center.addObserver(nullptr, "n", [&](const Notification& notification) {
+    EXPECT_STREQ(notification.userInfoText(), "{\"k\":1}");
+    ++told;
+  });
   center.post("n", nullptr, &info);
-  EXPECT_EQ(first, second);
+  EXPECT_EQ(told, 1);
   NotificationCenter other;
-  other.addObserver(nullptr, "n", [&](const Notification& told) { EXPECT_EQ(told.userInfoText(), nullptr); });
+  other.addObserver(nullptr, "n", [&](const Notification& notification) {
+    EXPECT_EQ(notification.userInfoText(), nullptr);
+    ++told;
+  });
   other.post("n", nullptr, nullptr);
+  EXPECT_EQ(told, 2);
 }
 
 }  // namespace
