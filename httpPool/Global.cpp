@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "httpPool/InitFeatureFlag.h"
@@ -27,6 +28,21 @@ void HandOver(const BasicString& text, char* buffer, long* size) {
   }
 }
 
+/// Pools that are left at the end are deliberately not deleted: their timers and requests may still be running. They
+/// stay known, so that no leak checker takes them for lost; without memory for that they are just left.
+template <typename Pools>
+void LeaveToTheProcess(const Pools& pools) {
+  if (pools.empty()) {
+    return;
+  }
+  try {
+    static std::vector<CPool*>& left = *new std::vector<CPool*>;
+    left.insert(left.end(), pools.begin(), pools.end());
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+}
+
 }  // namespace
 
 CGlobal::CGlobal() : ZEPTimer(this) {
@@ -35,14 +51,8 @@ CGlobal::CGlobal() : ZEPTimer(this) {
 
 CGlobal::~CGlobal() {
   KillTimer(kRegistryTimerId);
-  if (m_pools.empty() && m_pendingPools.empty()) {
-    return;
-  }
-  // Pools that are left are deliberately not deleted: their timers and requests may still be running. They
-  // stay known, so that no leak checker takes them for lost.
-  static std::vector<CPool*>& left = *new std::vector<CPool*>;
-  left.insert(left.end(), m_pools.begin(), m_pools.end());
-  left.insert(left.end(), m_pendingPools.begin(), m_pendingPools.end());
+  LeaveToTheProcess(m_pools);
+  LeaveToTheProcess(m_pendingPools);
 }
 
 void CGlobal::OnTimer(unsigned int id) {
@@ -79,7 +89,7 @@ long CGlobal::CreatePool(const char* name) {
     throw;
   }
   // From here on the list stands for the ownership.
-  pool.release();
+  static_cast<void>(pool.release());
   return 0;
 }
 

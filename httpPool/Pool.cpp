@@ -83,7 +83,7 @@ void CPool::AdoptTask(std::unique_ptr<CTask> task) {
     throw;
   }
   // From here on the list stands for the ownership.
-  task.release();
+  static_cast<void>(task.release());
 }
 
 void CPool::RemoveTask(const char* taskName) {

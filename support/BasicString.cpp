@@ -70,6 +70,7 @@ BasicString& BasicString::format(const char* format, ...) {
   char buffer[kFormatBytes];
   va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is what initialises it
   const int length = std::vsnprintf(buffer, sizeof(buffer), format, arguments);
   va_end(arguments);
   assign(length < 0 ? "" : buffer);
