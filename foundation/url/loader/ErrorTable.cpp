@@ -16,6 +16,9 @@ URLErrorCode urlErrorCode(CURLcode result, long osError, TransferStage stage) {
     case CURLE_COULDNT_RESOLVE_PROXY:
       return URLErrorCode::CannotFindHost;
     case CURLE_COULDNT_CONNECT:
+      if (osError == ECONNRESET) {
+        return URLErrorCode::NetworkConnectionLost;  // it was there, and was reset before it could be used
+      }
       return osError == ENETUNREACH || osError == ENETDOWN ? URLErrorCode::NotConnectedToInternet
                                                            : URLErrorCode::CannotConnectToHost;
     case CURLE_PROXY:

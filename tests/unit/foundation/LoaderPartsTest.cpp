@@ -33,6 +33,7 @@ TEST(ErrorTable, MapsEveryCondition) {
       {CURLE_COULDNT_RESOLVE_PROXY, 0, TransferStage::Connecting, -1003},
       {CURLE_COULDNT_CONNECT, ECONNREFUSED, TransferStage::AwaitingHead, -1004},
       {CURLE_COULDNT_CONNECT, EHOSTUNREACH, TransferStage::AwaitingHead, -1004},
+      {CURLE_COULDNT_CONNECT, ECONNRESET, TransferStage::AwaitingHead, -1005},
       {CURLE_COULDNT_CONNECT, ENETUNREACH, TransferStage::AwaitingHead, -1009},
       {CURLE_COULDNT_CONNECT, ENETDOWN, TransferStage::AwaitingHead, -1009},
       {CURLE_GOT_NOTHING, 0, TransferStage::AwaitingHead, -1005},
