@@ -100,12 +100,12 @@ TEST(URLConnectionRedirect, ABodyThatStallsDoesNotHoldItUp) {
 }
 
 TEST(URLConnectionRedirect, TheDelegatesTimeIsNotIdleTime) {
-  setenv("ZEP_URL_TIMEOUT_MS", "200", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "1500", 1);
   RawServer server(redirecting("Content-Length: 5\r\n\r\nmoved"));
   test::Turner turner;
   RecordingDelegate delegate;
   delegate.onRedirect = [](auto&, const foundation::URLRequest& request) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000));  // a slow delegate is what is tested
+    std::this_thread::sleep_for(std::chrono::milliseconds(4000));  // a slow delegate is what is tested
     return request;
   };
   foundation::URLConnection connection(requestFor(server.url("/start")), delegate);

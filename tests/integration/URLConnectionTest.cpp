@@ -130,7 +130,7 @@ TEST(URLConnection, ADamagedEncodingFailsTheRequest) {
 }
 
 TEST(URLConnection, SilenceEndsInATimeOut) {
-  setenv("ZEP_URL_TIMEOUT_MS", "300", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "2000", 1);
   RawServer silent([](RawServer::Connection& connection) { connection.readToEnd(); });
   EXPECT_EQ(fetch(silent.url("/")).events, (Events{"fail -1001"}));
   RawServer stalling([](RawServer::Connection& connection) {
