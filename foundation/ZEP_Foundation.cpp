@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "foundation/base/JsonText.h"
+#include "foundation/base/Release.h"
 #include "foundation/notification/NotificationCenter.h"
 #include "foundation/runloop/CurrentThread.h"
 
@@ -16,15 +17,8 @@ namespace {
 
 using foundation::NotificationCenter;
 
-template <auto Release>
-struct Unref {
-  template <typename T>
-  void operator()(T* object) const {
-    Release(object);
-  }
-};
-using MainLoop = std::unique_ptr<GMainLoop, Unref<g_main_loop_unref>>;
-using MainContext = std::unique_ptr<GMainContext, Unref<g_main_context_unref>>;
+using MainLoop = std::unique_ptr<GMainLoop, foundation::Release<g_main_loop_unref>>;
+using MainContext = std::unique_ptr<GMainContext, foundation::Release<g_main_context_unref>>;
 
 /// One ZEP_RunLoop_Run. Those of a thread are chained, so that a stop finds the innermost.
 class Run {

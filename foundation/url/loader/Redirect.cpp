@@ -33,10 +33,6 @@ std::string percentEncoded(std::string_view text) {
   return encoded;
 }
 
-struct CurlFree {
-  void operator()(char* text) const { curl_free(text); }
-};
-
 }  // namespace
 
 std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
@@ -51,7 +47,7 @@ std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
       curl_url_get(resolver.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
     return std::nullopt;
   }
-  const std::unique_ptr<char, CurlFree> owner(text);
+  const CurlText owner(text);
   return URL::parse(text);
 }
 
