@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "foundation/runloop/RunLoop.h"
+#include "foundation/url/CredentialStorage.h"
 #include "foundation/url/loader/Loader.h"
 #include "foundation/url/loader/TransferClient.h"
 
@@ -21,9 +22,13 @@ struct RedirectEvent {
   URLRequest request;
   URLResponse response;
 };
+struct ChallengeEvent {
+  ProtectionSpace space;
+  int previousFailureCount;
+};
 struct FinishEvent {};
 
-using Event = std::variant<RedirectEvent, URLResponse, Data, FinishEvent, Error>;
+using Event = std::variant<RedirectEvent, ChallengeEvent, URLResponse, Data, FinishEvent, Error>;
 
 template <typename... Handlers>
 struct Overloaded : Handlers... {
@@ -36,9 +41,26 @@ Overloaded(Handlers...) -> Overloaded<Handlers...>;
 
 URLConnectionDelegate::~URLConnectionDelegate() = default;
 
-/// Where the loader leaves the events for the owner. Shared by the connection, the load and the queued turns;
-/// the delegate is touched on the owner's thread only, and not any more once the inbox is closed.
-class URLConnection::Inbox final : public TransferClient, public std::enable_shared_from_this<Inbox> {
+bool URLConnectionDelegate::connectionShouldUseCredentialStorage(URLConnection& /*connection*/) {
+  return true;
+}
+
+bool URLConnectionDelegate::connectionCanAuthenticateAgainstProtectionSpace(
+    URLConnection& /*connection*/, const ProtectionSpace& /*space*/) {
+  return false;
+}
+
+void URLConnectionDelegate::connectionDidReceiveAuthenticationChallenge(
+    URLConnection& /*connection*/, const std::shared_ptr<AuthenticationChallenge>& challenge) {
+  challenge->cancel();
+}
+
+/// Where the loader leaves the events for the owner, and what challenges are answered through. Shared by the
+/// connection, the load, the queued turns and the challenges; the delegate is touched on the owner's thread
+/// only, and not any more once the inbox is closed.
+class URLConnection::Inbox final : public TransferClient,
+                                   public AuthenticationChallengeSender,
+                                   public std::enable_shared_from_this<Inbox> {
  public:
   Inbox(URLConnection& connection, URLConnectionDelegate& delegate)
       : connection_(connection), delegate_(delegate), loop_(RunLoop::current()) {}
@@ -61,6 +83,10 @@ class URLConnection::Inbox final : public TransferClient, public std::enable_sha
 
   void redirectProposed(URLRequest request, URLResponse response) override {
     post(RedirectEvent{std::move(request), std::move(response)});
+  }
+
+  void challenged(ProtectionSpace space, int previousFailureCount) override {
+    post(ChallengeEvent{std::move(space), previousFailureCount});
   }
 
   void responseReceived(URLResponse response, std::size_t expectedLength) override {
@@ -90,7 +116,26 @@ class URLConnection::Inbox final : public TransferClient, public std::enable_sha
   void finished() override { post(FinishEvent{}); }
   void failed(Error error) override { post(std::move(error)); }
 
+  void useCredential(const Credential& credential, const AuthenticationChallenge& challenge) override {
+    if (isClosed()) {
+      return;
+    }
+    if (usesCredentialStorage_.value_or(false)) {
+      CredentialStorage::sharedCredentialStorage().setCredential(credential, challenge.protectionSpace());
+    }
+    Loader::shared().useCredential(load_, credential);
+  }
+
+  void cancelAuthenticationChallenge(const AuthenticationChallenge& /*challenge*/) override {
+    Loader::shared().cancelChallenge(load_);
+  }
+
  private:
+  bool isClosed() {
+    const std::lock_guard lock(mutex_);
+    return closed_;
+  }
+
   void post(Event event) {
     {
       const std::lock_guard lock(mutex_);
@@ -117,6 +162,7 @@ class URLConnection::Inbox final : public TransferClient, public std::enable_sha
     std::visit(
         Overloaded{
             [&](RedirectEvent& redirect) { deliverRedirect(redirect); },
+            [&](ChallengeEvent& challenge) { deliverChallenge(challenge); },
             [&](URLResponse& response) { delegate_.connectionDidReceiveResponse(connection_, response); },
             [&](Data& data) { delegate_.connectionDidReceiveData(connection_, std::move(data)); },
             [&](FinishEvent&) { delegate_.connectionDidFinishLoading(connection_); },
@@ -131,11 +177,34 @@ class URLConnection::Inbox final : public TransferClient, public std::enable_sha
     Loader::shared().answerRedirect(load_, std::move(answer));
   }
 
+  /// Each question may end the connection.
+  void deliverChallenge(ChallengeEvent& event) {
+    if (!usesCredentialStorage_) {
+      usesCredentialStorage_ = delegate_.connectionShouldUseCredentialStorage(connection_);
+      if (isClosed()) {
+        return;
+      }
+    }
+    if (!delegate_.connectionCanAuthenticateAgainstProtectionSpace(connection_, event.space)) {
+      Loader::shared().declineChallenge(load_);
+      return;
+    }
+    if (isClosed()) {
+      return;
+    }
+    Loader::shared().takeChallenge(load_);
+    delegate_.connectionDidReceiveAuthenticationChallenge(
+        connection_, std::make_shared<AuthenticationChallenge>(
+                         std::move(event.space), event.previousFailureCount, shared_from_this()));
+  }
+
   URLConnection& connection_;
   URLConnectionDelegate& delegate_;
   const std::shared_ptr<RunLoop> loop_;
-  /// Owner's thread only.
+  /// Set before the first event.
   Loader::LoadId load_ = 0;
+  /// The delegate's answer, set before the first challenge is put.
+  std::optional<bool> usesCredentialStorage_;
   /// The load's thread only.
   std::size_t expectedLength_ = 0;
 

@@ -6,6 +6,8 @@
 #include "foundation/base/Data.h"
 #include "foundation/base/Error.h"
 #include "foundation/base/Export.h"
+#include "foundation/url/AuthenticationChallenge.h"
+#include "foundation/url/ProtectionSpace.h"
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/URLResponse.h"
 
@@ -14,7 +16,8 @@ namespace foundation {
 class URLConnection;
 
 /// Receives a connection's events, on the thread that made the connection, each in a turn of that thread's
-/// run loop: any number of redirect proposals, then one response, its data, and one of finish or failure.
+/// run loop: any number of redirect proposals and challenges, then one response, its data, and one of finish or
+/// failure.
 class FOUNDATION_EXPORT URLConnectionDelegate {
  public:
   virtual ~URLConnectionDelegate();
@@ -25,6 +28,17 @@ class FOUNDATION_EXPORT URLConnectionDelegate {
   virtual std::optional<URLRequest> connectionWillSendRequest(URLConnection& connection,
                                                               const URLRequest& request,
                                                               const URLResponse* redirectResponse) = 0;
+  /// Whether credentials that this delegate answers with are kept as their persistence says. Asked once, before
+  /// the first challenge. True unless overridden.
+  virtual bool connectionShouldUseCredentialStorage(URLConnection& connection);
+  /// Whether challenges of this space are for the delegate; if not, the response that carries the challenge is
+  /// the answer. False unless overridden.
+  virtual bool connectionCanAuthenticateAgainstProtectionSpace(URLConnection& connection,
+                                                               const ProtectionSpace& space);
+  /// A credential is demanded. The load waits, without a time limit, until the challenge is answered. Cancels it
+  /// unless overridden.
+  virtual void connectionDidReceiveAuthenticationChallenge(
+      URLConnection& connection, const std::shared_ptr<AuthenticationChallenge>& challenge);
   virtual void connectionDidReceiveResponse(URLConnection& connection, const URLResponse& response) = 0;
   /// The bytes that arrived since the last turn, in one piece; the delegate may keep them by moving.
   virtual void connectionDidReceiveData(URLConnection& connection, Data&& data) = 0;

@@ -41,6 +41,9 @@ URLErrorCode urlErrorCode(CURLcode result, long osError, TransferStage stage) {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_HTTP_RETURNED_ERROR:
       return URLErrorCode::BadServerResponse;
+    case CURLE_LOGIN_DENIED:
+    case CURLE_AUTH_ERROR:
+      return URLErrorCode::UserAuthenticationRequired;
     case CURLE_BAD_CONTENT_ENCODING:
       return URLErrorCode::CannotDecodeContentData;
     case CURLE_PEER_FAILED_VERIFICATION:

@@ -23,9 +23,16 @@ struct Limits {
 inline constexpr std::size_t kHeaderBytesLimit = std::size_t{256} << 10;
 /// Redirects followed before the load fails.
 inline constexpr int kRedirectLimit = 20;
-/// The body of a redirect is read to its end, so that its connection can be used again, up to here...
-inline constexpr std::size_t kRedirectBodyLimit = std::size_t{64} << 10;
-/// ...and no longer than this without a byte.
-inline constexpr std::chrono::milliseconds kRedirectBodyIdle{500};
+/// Challenges of one load, redirects included, before it fails: a server could ask for ever.
+inline constexpr int kChallengeLimit = 50;
+/// Answers that curl may take in one NTLM exchange before the load fails: the exchange itself has three.
+inline constexpr int kNtlmAnswerLimit = 6;
+/// A body that nobody wants, of a redirect or a challenge, is read to its end, so that its connection can be
+/// used again, up to here...
+inline constexpr std::size_t kDrainedBodyLimit = std::size_t{64} << 10;
+/// ...no longer than this without a byte...
+inline constexpr std::chrono::milliseconds kDrainIdle{500};
+/// ...and no longer than this in all.
+inline constexpr std::chrono::milliseconds kDrainTime{2000};
 
 }  // namespace foundation

@@ -74,17 +74,36 @@ Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient>
 }
 
 void Loader::cancel(LoadId load) {
-  post([this, load] {
-    if (Transfer* transfer = find(load)) {
-      transfer->cancel();
-    }
-  });
+  withTransfer(load, [](Transfer& transfer) { transfer.cancel(); });
 }
 
 void Loader::answerRedirect(LoadId load, std::optional<URLRequest> request) {
-  post([this, load, request = std::move(request)]() mutable {
+  withTransfer(load, [request = std::move(request)](Transfer& transfer) mutable {
+    transfer.answerRedirect(std::move(request));
+  });
+}
+
+void Loader::declineChallenge(LoadId load) {
+  withTransfer(load, [](Transfer& transfer) { transfer.declineChallenge(); });
+}
+
+void Loader::takeChallenge(LoadId load) {
+  withTransfer(load, [](Transfer& transfer) { transfer.takeChallenge(); });
+}
+
+void Loader::useCredential(LoadId load, Credential credential) {
+  withTransfer(
+      load, [credential = std::move(credential)](Transfer& transfer) { transfer.useCredential(credential); });
+}
+
+void Loader::cancelChallenge(LoadId load) {
+  withTransfer(load, [](Transfer& transfer) { transfer.cancelChallenge(); });
+}
+
+void Loader::withTransfer(LoadId load, std::function<void(Transfer&)> command) {
+  post([this, load, command = std::move(command)] {
     if (Transfer* transfer = find(load)) {
-      transfer->answerRedirect(std::move(request));
+      command(*transfer);
     }
   });
 }
@@ -269,12 +288,21 @@ void Loader::clearDeadline(Transfer& transfer) {
 void Loader::retire(Transfer& transfer) {
   auto node = transfers_.extract(transfer.id());
   assert(!node.empty());
-  if (transfer.admitted_) {
+  standAside(transfer);
+  retired_.push_back(std::move(node.mapped()));
+}
+
+void Loader::standAside(Transfer& transfer) {
+  if (std::exchange(transfer.admitted_, false)) {
     --admitted_;
     // After a shortage of descriptors the limit comes back as transfers end.
     slots_ = std::min(slots_ + 1, limits_.transfers);
   }
-  retired_.push_back(std::move(node.mapped()));
+}
+
+void Loader::resume(Transfer& transfer) {
+  standAside(transfer);
+  queued_.push_front(transfer.id());
 }
 
 bool Loader::requeue(Transfer& transfer) {

@@ -14,6 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "foundation/url/Credential.h"
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/loader/CurlHandles.h"
 #include "foundation/url/loader/Limits.h"
@@ -24,8 +25,8 @@ namespace foundation {
 class Transfer;
 
 /// The one loader thread of the process ("zep.urlloader"): every http and https transfer runs on it, over
-/// libcurl's multi interface in its socket form. start(), cancel() and answerRedirect() may be called on any
-/// thread and never wait; everything else happens on the loader thread, the only one to touch a curl handle.
+/// libcurl's multi interface in its socket form. Starting, cancelling and answering may be done on any thread
+/// and never wait; everything else happens on the loader thread, the only one to touch a curl handle.
 ///
 /// Made by the first load; its thread is ended and joined when the process exits. The object is never
 /// destroyed, so threads that are still running then find it.
@@ -45,6 +46,14 @@ class Loader {
   /// Answers a proposed redirect: the request to go on with, or nothing to take the redirect response as the
   /// answer. Ignored when no proposal is open.
   void answerRedirect(LoadId load, std::optional<URLRequest> request);
+  /// First answer to a challenge: nobody can meet it; the response that carries it is the answer.
+  void declineChallenge(LoadId load);
+  /// First answer to a challenge: somebody is being asked. The response is read away meanwhile.
+  void takeChallenge(LoadId load);
+  /// Second answer: sends the request again with the credential. Ignored when no challenge is taken.
+  void useCredential(LoadId load, Credential credential);
+  /// Second answer: the load fails.
+  void cancelChallenge(LoadId load);
 
   /// Runs `command` on the loader thread. Any thread.
   void post(std::function<void()> command);
@@ -65,6 +74,10 @@ class Loader {
   /// Puts a transfer that found no descriptor back to the front of the queue. False when there is no other
   /// transfer whose end could make room.
   bool requeue(Transfer& transfer);
+  /// Gives the slot back while the transfer waits for a person.
+  void standAside(Transfer& transfer);
+  /// Asks for a slot, before all others: the transfer begins (again) when there is one.
+  void resume(Transfer& transfer);
   /// Finds the transfer again after work elsewhere; null when it has ended meanwhile.
   Transfer* find(LoadId load) const;
 
@@ -78,6 +91,9 @@ class Loader {
   void handleMessages();
   void handleDeadlines();
   void admitQueued();
+  void giveSlotBack(Transfer& transfer);
+  /// On the loader thread, if the load is still there.
+  void withTransfer(LoadId load, std::function<void(Transfer&)> command);
   void drive(int socket, int events);
 
   static int onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known);

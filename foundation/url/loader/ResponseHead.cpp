@@ -52,6 +52,8 @@ ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
 
 void ResponseHead::beginAnswer(std::string_view statusLine) {
   fields_.clear();
+  serverChallenges_.clear();
+  proxyChallenges_.clear();
   statusCode_ = 0;
   const std::size_t blank = statusLine.find(' ');
   if (blank != std::string_view::npos) {
@@ -66,7 +68,14 @@ void ResponseHead::addField(std::string_view line) {
     // An obsolete folded line (RFC 9112 §5.2) or noise: no field of its own.
     return;
   }
-  fields_.append(usualSpelling(trimmed(line.substr(0, colon))), trimmed(line.substr(colon + 1)));
+  const std::string name = usualSpelling(trimmed(line.substr(0, colon)));
+  const std::string_view value = trimmed(line.substr(colon + 1));
+  fields_.append(name, value);
+  if (HeaderFields::equalNames(name, "WWW-Authenticate")) {
+    serverChallenges_.emplace_back(value);
+  } else if (HeaderFields::equalNames(name, "Proxy-Authenticate")) {
+    proxyChallenges_.emplace_back(value);
+  }
 }
 
 std::optional<std::size_t> ResponseHead::contentLength() const {
@@ -89,6 +98,17 @@ bool ResponseHead::isRedirect() const {
       return fields_.value("Location") != nullptr;
     default:
       return false;
+  }
+}
+
+std::vector<std::string> ResponseHead::challengeFields() const {
+  switch (statusCode_) {
+    case 401:
+      return serverChallenges_;
+    case 407:
+      return proxyChallenges_;
+    default:
+      return {};
   }
 }
 

@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/url/HeaderFields.h"
 
@@ -27,6 +29,9 @@ class ResponseHead {
   std::optional<std::size_t> contentLength() const;
   /// 301, 302, 303, 307 or 308 with a Location.
   bool isRedirect() const;
+  /// What a 401 offers in WWW-Authenticate or a 407 in Proxy-Authenticate, one text for each field line, so
+  /// that a malformed line does not spoil the next. Empty for every other status.
+  std::vector<std::string> challengeFields() const;
 
  private:
   void beginAnswer(std::string_view statusLine);
@@ -34,6 +39,8 @@ class ResponseHead {
 
   int statusCode_ = 0;
   HeaderFields fields_;
+  std::vector<std::string> serverChallenges_;
+  std::vector<std::string> proxyChallenges_;
   std::size_t bytes_ = 0;
   std::size_t lines_ = 0;
 };

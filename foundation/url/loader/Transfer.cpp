@@ -2,21 +2,27 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
+#include "foundation/url/loader/ChallengedSpace.h"
 #include "foundation/url/loader/FailedLookUp.h"
-#include "foundation/url/loader/LoaderTls.h"
 #include "foundation/url/loader/Redirect.h"
-#include "foundation/url/loader/RequestHeaders.h"
+#include "foundation/url/loader/RequestOptions.h"
+#include "foundation/url/loader/URLCredential.h"
 
 namespace foundation {
 
 Transfer::Transfer(Loader& loader, Loader::LoadId id, URLRequest request,
                    std::shared_ptr<TransferClient> client)
-    : loader_(loader), id_(id), request_(std::move(request)), client_(std::move(client)) {
+    : loader_(loader),
+      id_(id),
+      request_(std::move(request)),
+      client_(std::move(client)),
+      authentication_(*request_.url()) {
 }
 
 Transfer::~Transfer() {
@@ -27,19 +33,22 @@ Transfer::~Transfer() {
 
 void Transfer::begin() {
   phase_ = Phase::FindingProxy;
-  findProxy(request_.url()->absoluteString(), [&loader = loader_, id = id_](ProxyChoice proxy) {
+  findProxy(textWithoutUserInfo(*request_.url()), [&loader = loader_, id = id_](ProxyChoice proxy) {
     const auto go = [&loader, id, proxy = std::move(proxy)] {
       Transfer* transfer = loader.find(id);
       if (transfer != nullptr && transfer->phase_ == Phase::FindingProxy) {
-        transfer->perform(proxy);
+        transfer->proxy_ = proxy;
+        transfer->perform();
       }
     };
     loader.isCurrentThread() ? go() : loader.post(go);
   });
 }
 
-void Transfer::perform(const ProxyChoice& proxy) {
+void Transfer::perform() {
   head_ = ResponseHead();
+  isHeadHeld_ = isAnswered_ = false;
+  answers_ = 0;
   bodyBytes_ = drainedBytes_ = 0;
   progress_ = 0;
   paused_ = outOfDescriptors_ = false;
@@ -48,7 +57,7 @@ void Transfer::perform(const ProxyChoice& proxy) {
   message_.front() = '\0';
   phase_ = Phase::AwaitingHead;
 
-  if (!configure(proxy) || curl_multi_add_handle(loader_.multi(), easy_.get()) != CURLM_OK) {
+  if (!configure() || curl_multi_add_handle(loader_.multi(), easy_.get()) != CURLM_OK) {
     fail(URLErrorCode::Unknown, "the request cannot be set up");
     return;
   }
@@ -59,14 +68,18 @@ void Transfer::perform(const ProxyChoice& proxy) {
 
 void Transfer::completed(CURLcode result) {
   detach();
+  if (phase_ == Phase::AwaitingHead && result == CURLE_OK && std::exchange(isHeadHeld_, false)) {
+    takeHead();  // an answer without a body
+  }
   switch (phase_) {
     case Phase::Silenced:
       end();
       break;
     case Phase::Draining:
-      follow();
+      drained();
       break;
-    case Phase::AwaitingAnswer:
+    case Phase::Proposed:
+    case Phase::Challenged:
       verdict_ = result;
       break;
     default:
@@ -82,30 +95,127 @@ void Transfer::completed(CURLcode result) {
 }
 
 void Transfer::answerRedirect(std::optional<URLRequest> request) {
-  if (phase_ != Phase::AwaitingAnswer) {
+  if (phase_ != Phase::Proposed) {
     return;
   }
   touch();
   if (request) {
     next_ = std::move(request);
-    phase_ = Phase::Draining;
-    if (verdict_ || head_.contentLength().value_or(0) > kRedirectBodyLimit) {
-      follow();
-      return;
-    }
-    loader_.setDeadline(*this, loader_.now() + kRedirectBodyIdle);
+    startDraining();
   } else {
-    deliverResponse();
-    if (refusal_) {
-      failFrom(CURLE_WRITE_ERROR);
-      return;
-    }
-    if (verdict_) {
-      completed(*verdict_);
-      return;
-    }
-    loader_.setDeadline(*this, loader_.now() + loader_.limits().idle);
+    deliverHeldResponse();
   }
+}
+
+void Transfer::declineChallenge() {
+  if (phase_ != Phase::Challenged) {
+    return;
+  }
+  touch();
+  if (head_.statusCode() == 0) {
+    failAs(*verdict_);  // the proxy's refusal of a tunnel is no response
+  } else {
+    deliverHeldResponse();
+  }
+}
+
+void Transfer::takeChallenge() {
+  if (phase_ == Phase::Challenged) {
+    touch();
+    startDraining();
+  }
+}
+
+void Transfer::useCredential(const Credential& credential) {
+  if (!isChallengeOpen()) {
+    return;
+  }
+  authentication_.use(credential);
+  const ProtectionSpace& space = authentication_.authorization()->space;
+  const bool isKnown = space.authenticationMethod == AuthenticationMethod::NTLM ||
+                       space.authenticationMethod == AuthenticationMethod::HTTPBasic;
+  const bool isText = credential.user().find('\0') == std::string::npos &&
+                      credential.password().find('\0') == std::string::npos;
+  if (space.isProxy || !isKnown || !isText) {
+    fail(URLErrorCode::UserAuthenticationRequired,
+         isText ? "this kind of challenge cannot be met" : "a user name or password holds NUL");
+    return;
+  }
+  isAnswered_ = true;
+  if (phase_ == Phase::AwaitingCredential) {
+    resend();
+  }
+}
+
+void Transfer::cancelChallenge() {
+  if (phase_ == Phase::Challenged || isChallengeOpen()) {
+    fail(URLErrorCode::UserCancelledAuthentication, "the challenge was cancelled");
+  }
+}
+
+/// Taken, and not answered yet.
+bool Transfer::isChallengeOpen() const {
+  return phase_ == Phase::AwaitingCredential || (phase_ == Phase::Draining && !next_ && !isAnswered_);
+}
+
+/// The answer that was held is not wanted; its body is read away so that its connection can be used again.
+void Transfer::startDraining() {
+  phase_ = Phase::Draining;
+  if (verdict_ || head_.contentLength().value_or(0) > kDrainedBodyLimit) {
+    drained();
+    return;
+  }
+  drainEnd_ = loader_.now() + kDrainTime;
+  loader_.setDeadline(*this, loader_.now() + kDrainIdle);
+  releaseBody();
+}
+
+void Transfer::drained() {
+  detach();
+  if (next_) {
+    follow();
+  } else if (isAnswered_) {
+    resend();
+  } else {
+    phase_ = Phase::AwaitingCredential;
+    loader_.clearDeadline(*this);
+    loader_.standAside(*this);
+  }
+}
+
+void Transfer::follow() {
+  ++redirects_;
+  request_ = *std::exchange(next_, std::nullopt);
+  if (!request_.url() || !request_.url()->isHTTP()) {
+    fail(URLErrorCode::RedirectToNonExistentLocation, "the target of a redirect is no http or https URL");
+  } else if (!HeaderFields::isToken(request_.HTTPMethod())) {
+    fail(URLErrorCode::BadURL, "the method is no token");
+  } else {
+    authentication_.redirected(*request_.url());
+    begin();
+  }
+}
+
+void Transfer::resend() {
+  phase_ = Phase::Queued;
+  loader_.clearDeadline(*this);
+  loader_.resume(*this);
+}
+
+/// The answer that was held is the answer.
+void Transfer::deliverHeldResponse() {
+  deliverResponse();
+  if (refusal_) {
+    failFrom(CURLE_WRITE_ERROR);
+  } else if (verdict_) {
+    completed(*verdict_);
+  } else {
+    loader_.setDeadline(*this, loader_.now() + loader_.limits().idle);
+    releaseBody();
+  }
+}
+
+void Transfer::releaseBody() {
   if (std::exchange(paused_, false)) {
     // Hands over what was held back, and with it what the callback thinks of it.
     const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
@@ -115,30 +225,19 @@ void Transfer::answerRedirect(std::optional<URLRequest> request) {
   }
 }
 
-void Transfer::follow() {
-  detach();
-  ++redirects_;
-  request_ = *std::exchange(next_, std::nullopt);
-  if (!request_.url() || !request_.url()->isHTTP()) {
-    fail(URLErrorCode::RedirectToNonExistentLocation, "the target of a redirect is no http or https URL");
-  } else if (!HeaderFields::isToken(request_.HTTPMethod())) {
-    fail(URLErrorCode::BadURL, "the method is no token");
-  } else {
-    begin();
-  }
-}
-
 void Transfer::cancel() {
   client_.reset();
   leave();
 }
 
 void Transfer::deadlineReached() {
-  const auto limit = phase_ == Phase::Draining ? kRedirectBodyIdle : loader_.limits().idle;
-  if (loader_.now() - lastActivity_ < limit) {
-    loader_.setDeadline(*this, lastActivity_ + limit);
-  } else if (phase_ == Phase::Draining) {
-    follow();
+  const bool isDraining = phase_ == Phase::Draining;
+  const auto limit = isDraining ? kDrainIdle : loader_.limits().idle;
+  const auto end = isDraining ? std::min(lastActivity_ + limit, drainEnd_) : lastActivity_ + limit;
+  if (loader_.now() < end) {
+    loader_.setDeadline(*this, end);
+  } else if (isDraining) {
+    drained();
   } else {
     fail(URLErrorCode::TimedOut, "no byte in either direction for " + std::to_string(limit.count()) + " ms");
   }
@@ -168,6 +267,19 @@ void Transfer::failFrom(CURLcode result) {
     diagnoseLookUp();
     return;
   }
+  if (const auto space =
+          challengedTunnel({.easy = easy_.get(), .url = *request_.url(), .proxy = proxy_}, result)) {
+    verdict_ = result;
+    if (!putChallenge(*space)) {
+      client_->failed(*refusal_);
+      end();
+    }
+    return;
+  }
+  failAs(result);
+}
+
+void Transfer::failAs(CURLcode result) {
   long osError = 0;
   curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &osError);
   const TransferStage stage = mayBeResolving_           ? TransferStage::Connecting
@@ -235,26 +347,46 @@ bool Transfer::takeHeaderLine(std::string_view line) {
   if (phase_ != Phase::AwaitingHead) {
     return true;  // a trailer field
   }
+  isHeadHeld_ = false;
   switch (head_.addLine(line)) {
     case ResponseHead::Progress::More:
       return true;
     case ResponseHead::Progress::TooLarge:
       return refuse(URLErrorCode::BadServerResponse, "the header of the answer is too large");
     case ResponseHead::Progress::Complete:
+      isHeadHeld_ = isSigningConnectionIn();
+      if (isHeadHeld_) {
+        return ++answers_ <= kNtlmAnswerLimit ||
+               refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");
+      }
       return takeHead();
   }
   return false;
 }
 
+/// While curl signs a connection in, it answers some of the server's answers by itself.
+bool Transfer::isSigningConnectionIn() const {
+  const auto& authorization = authentication_.authorization();
+  return authorization && authorization->space.authenticationMethod == AuthenticationMethod::NTLM;
+}
+
 bool Transfer::takeHead() {
-  if (!head_.isRedirect()) {
-    deliverResponse();
-    return !refusal_;
+  if (head_.isRedirect()) {
+    return proposeRedirect();
   }
+  if (const auto space =
+          challengedSpace({.easy = easy_.get(), .url = *request_.url(), .proxy = proxy_}, head_)) {
+    return putChallenge(*space);
+  }
+  deliverResponse();
+  return !refusal_;
+}
+
+bool Transfer::proposeRedirect() {
   if (redirects_ == kRedirectLimit) {
     return refuse(URLErrorCode::HTTPTooManyRedirects, std::to_string(redirects_) + " redirects");
   }
-  phase_ = Phase::AwaitingAnswer;
+  phase_ = Phase::Proposed;
   // The time the delegate takes does not count as idle.
   loader_.clearDeadline(*this);
   auto target = redirectTarget(*request_.url(), *head_.fields().value("Location"));
@@ -262,6 +394,31 @@ bool Transfer::takeHead() {
                             URLResponse(request_.url(), head_.statusCode(), head_.fields()));
   return true;
 }
+
+// --- Challenges. ---
+
+bool Transfer::putChallenge(const ProtectionSpace& space) {
+  switch (authentication_.challenged(space)) {
+    case Authentication::Step::TooMany:
+      return refuse(URLErrorCode::UserAuthenticationRequired,
+                    std::to_string(kChallengeLimit) + " challenges and no end");
+    case Authentication::Step::Resend:
+      isAnswered_ = true;
+      phase_ = Phase::Draining;
+      drainEnd_ = loader_.now() + kDrainTime;
+      loader_.setDeadline(*this, loader_.now() + kDrainIdle);
+      return true;
+    case Authentication::Step::Ask:
+      phase_ = Phase::Challenged;
+      // Nor does the time that a person takes.
+      loader_.clearDeadline(*this);
+      client_->challenged(space, authentication_.previousFailureCount());
+      return true;
+  }
+  return true;
+}
+
+// --- The body. ---
 
 void Transfer::deliverResponse() {
   phase_ = Phase::InBody;
@@ -276,13 +433,17 @@ void Transfer::deliverResponse() {
 
 std::size_t Transfer::takeBody(const char* bytes, std::size_t length) {
   touch();
+  if (phase_ == Phase::AwaitingHead && std::exchange(isHeadHeld_, false) && !takeHead()) {
+    return CURL_WRITEFUNC_ERROR;
+  }
   switch (phase_) {
-    case Phase::AwaitingAnswer:
+    case Phase::Proposed:
+    case Phase::Challenged:
       paused_ = true;
       return CURL_WRITEFUNC_PAUSE;
     case Phase::Draining:
       drainedBytes_ += length;
-      return drainedBytes_ <= kRedirectBodyLimit ? length : CURL_WRITEFUNC_ERROR;
+      return drainedBytes_ <= kDrainedBodyLimit ? length : CURL_WRITEFUNC_ERROR;
     case Phase::InBody:
       break;
     default:
@@ -331,57 +492,21 @@ int Transfer::noteProgress(curl_off_t bytes) {
 
 // --- The handle. ---
 
-bool Transfer::configureMethodAndBody() {
-  CURL* easy = easy_.get();
-  const std::string& method = request_.HTTPMethod();
-  const std::shared_ptr<const Data>& body = request_.HTTPBody();
-  if (method == "HEAD") {
-    return curl_easy_setopt(easy, CURLOPT_NOBODY, 1L) == CURLE_OK;
-  }
-  bool ok = true;
-  // These methods give a body a meaning, so its absence is said as well: Content-Length: 0 (RFC 9110 §8.6).
-  if (body != nullptr || method == "POST" || method == "PUT" || method == "PATCH") {
-    const bool hasBytes = body != nullptr && !body->isEmpty();
-    ok = curl_easy_setopt(easy, CURLOPT_POST, 1L) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_POSTFIELDS, hasBytes ? body->bytes() : "") == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
-                          static_cast<curl_off_t>(hasBytes ? body->length() : 0)) == CURLE_OK;
-  } else {
-    ok = curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L) == CURLE_OK;
-  }
-  return ok && curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str()) == CURLE_OK;
-}
-
-bool Transfer::configure(const ProxyChoice& proxy) {
+bool Transfer::configure() {
   // A new handle for each request of the load: curl_easy_reset(3) leaks the list of cookie files.
   easy_.reset(curl_easy_init());
-  RequestHeaders headers = makeRequestHeaders(request_);
-  headers_ = std::move(headers.list);
   CURL* easy = easy_.get();
-  if (easy == nullptr || headers_ == nullptr) {
+  if (easy == nullptr || !applyRequestOptions(easy,
+                                              {.request = request_,
+                                               .proxy = proxy_,
+                                               .authorization = authentication_.authorization(),
+                                               .share = loader_.share()},
+                                              headers_)) {
     return false;
   }
   const auto set = [easy](CURLoption option, auto value) {
     return curl_easy_setopt(easy, option, value) == CURLE_OK;
   };
-  // curl's own limit on connecting would cut the idle time short when that is set high.
-  constexpr long kNoConnectLimitMs = 48L * 60 * 60 * 1000;
-
-  const bool transport =
-      set(CURLOPT_URL, request_.url()->absoluteString().c_str()) &&
-      set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_NOSIGNAL, 1L) &&
-      set(CURLOPT_PRIVATE, static_cast<void*>(this)) && set(CURLOPT_ERRORBUFFER, message_.data()) &&
-      set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
-      (!proxy || set(CURLOPT_PROXY, proxy->c_str())) && configureTls(easy);
-  const bool message =
-      set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS)) &&
-      set(CURLOPT_HTTPHEADER, headers_.get()) && set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br, zstd") &&
-      set(CURLOPT_SHARE, loader_.share()) && set(CURLOPT_COOKIEFILE, "") &&
-      (headers.cookies.empty() || set(CURLOPT_COOKIE, headers.cookies.c_str())) && configureMethodAndBody();
-  if (!transport || !message) {
-    return false;
-  }
-
   const curl_write_callback onHeader = [](char* line, std::size_t, std::size_t length, void* transfer) {
     return static_cast<Transfer*>(transfer)->takeHeaderLine({line, length}) ? length : std::size_t{0};
   };
@@ -398,7 +523,8 @@ bool Transfer::configure(const ProxyChoice& proxy) {
                                                curl_off_t up) {
     return static_cast<Transfer*>(transfer)->noteProgress(down + up);
   };
-  return set(CURLOPT_HEADERFUNCTION, onHeader) && set(CURLOPT_HEADERDATA, static_cast<void*>(this)) &&
+  return set(CURLOPT_PRIVATE, static_cast<void*>(this)) && set(CURLOPT_ERRORBUFFER, message_.data()) &&
+         set(CURLOPT_HEADERFUNCTION, onHeader) && set(CURLOPT_HEADERDATA, static_cast<void*>(this)) &&
          set(CURLOPT_WRITEFUNCTION, onBody) && set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
          set(CURLOPT_OPENSOCKETFUNCTION, onSocket) && set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this)) &&
          set(CURLOPT_PREREQFUNCTION, onConnected) && set(CURLOPT_PREREQDATA, static_cast<void*>(this)) &&

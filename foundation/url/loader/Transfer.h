@@ -9,7 +9,10 @@
 #include <string>
 
 #include "foundation/base/Error.h"
+#include "foundation/url/Credential.h"
+#include "foundation/url/ProtectionSpace.h"
 #include "foundation/url/URLRequest.h"
+#include "foundation/url/loader/Authentication.h"
 #include "foundation/url/loader/CurlHandles.h"
 #include "foundation/url/loader/ErrorTable.h"
 #include "foundation/url/loader/Loader.h"
@@ -19,7 +22,8 @@
 
 namespace foundation {
 
-/// One http or https load, redirects included: a curl handle, where the load stands, and whom it reports to.
+/// One http or https load, redirects and challenges included: a curl handle, where the load stands, and whom it
+/// reports to.
 /// Owned by the loader; lives on the loader thread. Its end goes through Loader::retire.
 class Transfer {
  public:
@@ -34,6 +38,10 @@ class Transfer {
   void begin();
   void cancel();
   void answerRedirect(std::optional<URLRequest> request);
+  void declineChallenge();
+  void takeChallenge();
+  void useCredential(const Credential& credential);
+  void cancelChallenge();
   /// curl is done with the handle.
   void completed(CURLcode result);
   /// The deadline that the transfer set has come.
@@ -45,31 +53,42 @@ class Transfer {
   enum class Phase {
     Queued,
     FindingProxy,
-    AwaitingHead,    ///< connecting, sending, waiting for the answer's head
-    AwaitingAnswer,  ///< a redirect is proposed; its body, if any, is held
-    Draining,        ///< the body of a redirect that is followed is read away
+    AwaitingHead,        ///< connecting, sending, waiting for the answer's head
+    Proposed,            ///< a redirect is proposed; its body, if any, is held
+    Challenged,          ///< a challenge is put, and not yet taken or declined; its body, if any, is held
+    Draining,            ///< the body of a redirect that is followed, or of a challenge, is read away
+    AwaitingCredential,  ///< a challenge is taken and its body read; there is no connection
     InBody,
     Diagnosing,  ///< a failed look-up is being looked into
     Silenced,    ///< nobody listens any more, but the handle cannot be removed yet
     Ended,
   };
 
-  void perform(const ProxyChoice& proxy);
-  bool configure(const ProxyChoice& proxy);
-  bool configureMethodAndBody();
+  void perform();
+  bool configure();
+  void startDraining();
+  void drained();
   void follow();
+  void resend();
+  void deliverHeldResponse();
   void deliverResponse();
+  void releaseBody();
+  bool isChallengeOpen() const;
+  bool putChallenge(const ProtectionSpace& space);
   void fail(URLErrorCode code, const std::string& detail);
   void failFrom(CURLcode result);
+  void failAs(CURLcode result);
   void diagnoseLookUp();
   void leave();
   void end();
   void detach();
   void touch();
   bool refuse(URLErrorCode code, const std::string& detail);
+  bool isSigningConnectionIn() const;
 
   bool takeHeaderLine(std::string_view line);
   bool takeHead();
+  bool proposeRedirect();
   std::size_t takeBody(const char* bytes, std::size_t length);
   int openSocket(const curl_sockaddr& address);
   int noteProgress(curl_off_t bytes);
@@ -79,6 +98,8 @@ class Transfer {
   const Loader::LoadId id_;
   URLRequest request_;
   std::shared_ptr<TransferClient> client_;
+  Authentication authentication_;
+  ProxyChoice proxy_;
 
   EasyHandle easy_;
   HeaderList headers_;
@@ -92,12 +113,18 @@ class Transfer {
   bool paused_ = false;
 
   ResponseHead head_;
+  /// The head is complete, but curl may still answer it by itself: it counts once the body begins or ends.
+  bool isHeadHeld_ = false;
+  int answers_ = 0;
   std::size_t bodyBytes_ = 0;
   std::size_t drainedBytes_ = 0;
   curl_off_t progress_ = 0;
   int redirects_ = 0;
   std::optional<URLRequest> next_;
-  /// curl's verdict that came while a redirect was being decided.
+  /// The challenge has its answer: the request is sent again as soon as the body is drained.
+  bool isAnswered_ = false;
+  Loader::Clock::time_point drainEnd_;
+  /// curl's verdict that came while a redirect or a challenge was being decided.
   std::optional<CURLcode> verdict_;
   /// Why a callback refused to go on.
   std::optional<Error> refusal_;

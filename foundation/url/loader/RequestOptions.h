@@ -1,0 +1,26 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <optional>
+
+#include "foundation/url/URLRequest.h"
+#include "foundation/url/loader/Authentication.h"
+#include "foundation/url/loader/CurlHandles.h"
+#include "foundation/url/loader/ProxyLookUp.h"
+
+namespace foundation {
+
+/// What one request says and how it travels.
+struct RequestOptions {
+  const URLRequest& request;
+  const ProxyChoice& proxy;
+  const std::optional<Authorization>& authorization;
+  CURLSH* share;
+};
+
+/// Sets the options on a new handle. The request and `headers`, which receives the header fields, must outlive
+/// the handle. False when there is no memory.
+bool applyRequestOptions(CURL* easy, const RequestOptions& options, HeaderList& headers);
+
+}  // namespace foundation
