@@ -1,6 +1,9 @@
 #include "httpPool/MacDownloadEngine.h"
 
+#include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "httpPool/TracedUrl.h"
@@ -17,6 +20,23 @@ constexpr const char* kStateChanged = "-[MacDownloadEngine DownloadStateChanged:
 
 /// Deliberately 1: the try that has just failed is counted already, so no request is ever repeated.
 constexpr int kTryLimit = 1;
+
+constexpr const char* kAuthenticationRequired = "HTTPAuthenticationRequired";
+constexpr const char* kAuthenticationDatasource = "HTTPAuthenticationDatasource";
+constexpr const char* kLocalizationRequired = "HTTPLocalizationRequired";
+constexpr const char* kLocalizationDatasource = "HTTPLocalizationDatasource";
+
+/// The engine's road to the texts: any number of threads at once.
+std::atomic_ref<foundation::Dictionary*> LocalizationTexts() {
+  return std::atomic_ref<foundation::Dictionary*>(g_localizationStr);
+}
+
+void Assign(std::string& target, const foundation::Dictionary& info, std::string_view key) {
+  const foundation::Value* value = info.find(key);
+  if (value && value->text()) {
+    target = *value->text();
+  }
+}
 
 }  // namespace
 
@@ -123,5 +143,100 @@ void MacDownloadEngine::DownloadStateChanged(MacDownloader& downloader, HTTP_CAL
     logstream(QLX_LEVEL_DEBUG, "Unknown").l_value() << kStateChanged << " "
                                                     << "state:" << static_cast<int>(state) << std::endl;
     eventSink->OnDownloadStateChange(state, &downloader);
+  }
+}
+
+// --- The prompts, on the downloader's thread. ---
+
+bool MacDownloadEngine::OnAskNTLMChallenge(std::string& user, std::string& password, bool& isRemember,
+                                           bool& isSkip, const MacDownloader& sender) {
+  const foundation::Dictionary userInfo = {
+      {"authLink", "linkValue"},
+      {"ShowWarningMsg", sender.isShowWarningMsg() ? "true" : "false"},
+      {"AuthRequiringType", static_cast<int>(m_authRequiringType)},
+  };
+  Ask(kAuthenticationRequired, &userInfo, kAuthenticationDatasource, &onAuthenticationReceived);
+
+  const std::lock_guard lock(m_answers->m_mutex);
+  if (m_answers->m_bSkip) {
+    isSkip = true;
+  }
+  if (!m_answers->m_userName.empty()) {
+    user = m_answers->m_userName;
+  }
+  if (!m_answers->m_password.empty()) {
+    password = m_answers->m_password;
+  }
+  isRemember = m_answers->m_rememberForEver;
+  return true;
+}
+
+void MacDownloadEngine::OnAskLocalization() {
+  if (LocalizationTexts().load() == nullptr) {
+    AskLocalization();
+  }
+}
+
+void MacDownloadEngine::AskLocalization() {
+  Ask(kLocalizationRequired, nullptr, kLocalizationDatasource, &onLocalizationInfoReceived);
+}
+
+/// Posts the question, and waits for the answer of whoever gives one, inside the post or later from any thread.
+void MacDownloadEngine::Ask(std::string_view question, const foundation::Dictionary* userInfo,
+                            std::string_view answer, AnswerHandler handler) {
+  auto& center = foundation::NotificationCenter::defaultCenter();
+  const void* const observer = m_answers.get();
+  int prompt = 0;
+  {
+    const std::lock_guard lock(m_answers->m_mutex);
+    prompt = ++m_answers->m_prompt;
+  }
+  center.addObserver(
+      observer, answer, [answers = m_answers, prompt, handler](const foundation::Notification& notification) {
+        {
+          const std::lock_guard lock(answers->m_mutex);
+          if (answers->m_prompt != prompt) {
+            return;
+          }
+          handler(*answers, notification);
+          answers->m_bWaiting = false;
+        }
+        foundation::NotificationCenter::defaultCenter().removeObserver(answers.get(), notification.name);
+      });
+  center.post(question, this, userInfo);
+  while (m_answers->m_bWaiting) {
+    SleepBetweenLooks();
+  }
+  center.removeObserver(observer);
+  const std::lock_guard lock(m_answers->m_mutex);
+  ++m_answers->m_prompt;
+  m_answers->m_bWaiting = true;
+}
+
+void MacDownloadEngine::SleepBetweenLooks() {
+  std::this_thread::sleep_for(std::chrono::seconds(10));
+}
+
+void MacDownloadEngine::onAuthenticationReceived(Answers& answers,
+                                                 const foundation::Notification& notification) {
+  if (notification.userInfo == nullptr) {
+    answers.m_bSkip = true;
+    return;
+  }
+  Assign(answers.m_password, *notification.userInfo, "Password");
+  Assign(answers.m_userName, *notification.userInfo, "Username");
+  const foundation::Value* remember = notification.userInfo->find("Remember");
+  answers.m_rememberForEver = remember != nullptr && remember->boolValue();
+}
+
+void MacDownloadEngine::onLocalizationInfoReceived(Answers& /*answers*/,
+                                                   const foundation::Notification& notification) {
+  if (notification.userInfo == nullptr) {
+    return;
+  }
+  auto texts = std::make_unique<foundation::Dictionary>(*notification.userInfo);
+  foundation::Dictionary* none = nullptr;
+  if (LocalizationTexts().compare_exchange_strong(none, texts.get())) {
+    texts.release();  // kept to the end of the process
   }
 }

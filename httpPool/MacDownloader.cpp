@@ -145,6 +145,7 @@ int MacDownloader::Start() {
   m_threadHandle = std::make_unique<pthread_t>();
   m_bNeedExitThread = false;
   m_bHasThread = CreateThread(m_threadHandle.get()) == 0;
+  m_bSkip = false;
   if (!m_bHasThread) {
     // Nobody else will ever end this request.
     Fail(DOWNLOAD_ERROR_OTHER);

@@ -2,7 +2,8 @@
 
 // Runs one HTTP request on a private thread of its own: makes a connection there, turns what the connection
 // delivers into a state, an error code and a body, and hands every change of state over to the engine's base
-// thread.
+// thread. Challenges are answered there, too (MacDownloader+Challenges.cpp), which may block that thread for as
+// long as the host takes.
 //
 // Start, Stop, DownloadStateChanged and the destructor belong to the base thread; the connection's events and
 // what they call run on the private thread; the getters may be used on both at any time. Shared by its owner
@@ -37,6 +38,11 @@ class IDownloaderEngine {
   virtual foundation::Thread baseThread() const = 0;
   virtual bool isExchAutodiscovering() const = 0;
   virtual bool isGlintRequest() const = 0;
+  virtual bool isAdjacency() const = 0;
+  /// On the downloader's thread, which they block until the host has answered.
+  virtual void OnAskLocalization() = 0;
+  virtual bool OnAskNTLMChallenge(std::string& user, std::string& password, bool& isRemember, bool& isSkip,
+                                  const MacDownloader& sender) = 0;
   /// On the base thread. `state` is the downloader's state as it was found there; it may be another one by
   /// now.
   virtual void DownloadStateChanged(MacDownloader& downloader, HTTP_CALL_STATUS state) = 0;
@@ -77,6 +83,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   int GetExtraData() const { return m_extraData; }
   void setErrorCode(int errorCode);
   int errorCode() const { return m_errorCode; }
+  /// A stored credential was refused, so the prompt that follows may warn.
   void setShowWarningMsg(bool show) { m_bShowWarningMsg = show; }
   bool isShowWarningMsg() const { return m_bShowWarningMsg; }
 
@@ -104,6 +111,13 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   int Start();
   /// Ends and joins the thread. 0.
   int Stop();
+  /// On the private thread: decides what to do about a challenge, and asks the host if need be.
+  void handleAuthenticationChallenge(foundation::AuthenticationChallenge& challenge);
+  /// Has the engine ask for a user name and a password and keeps them, empty ones when there is no engine.
+  void OnAskNTLMUserAndPassword();
+  void SetNTLMAskedInfo(std::string user, std::string password);
+  /// Has the engine get the host's texts for dialogs.
+  void getLocalization();
   /// A state change has reached the base thread. The argument is not looked at: the state that counts is the
   /// one of this moment.
   virtual void DownloadStateChanged(int argument);
@@ -111,6 +125,12 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   std::optional<foundation::URLRequest> connectionWillSendRequest(
       foundation::URLConnection& connection, const foundation::URLRequest& request,
       const foundation::URLResponse* redirectResponse) override;
+  bool connectionShouldUseCredentialStorage(foundation::URLConnection& connection) override;
+  bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& connection,
+                                                       const foundation::ProtectionSpace& space) override;
+  void connectionDidReceiveAuthenticationChallenge(
+      foundation::URLConnection& connection,
+      const std::shared_ptr<foundation::AuthenticationChallenge>& challenge) override;
   void connectionDidReceiveResponse(foundation::URLConnection& connection,
                                     const foundation::URLResponse& response) override;
   void connectionDidReceiveData(foundation::URLConnection& connection, foundation::Data&& data) override;
@@ -133,6 +153,12 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void saveRedirectUrl(const foundation::URLResponse& response);
   void HandleResponse429(const foundation::URLResponse& response);
 
+  void RefuseProxy(foundation::AuthenticationChallenge& challenge);
+  void AnswerPasswordChallenge(foundation::AuthenticationChallenge& challenge);
+  bool AnswerFromStorage(foundation::AuthenticationChallenge& challenge);
+  void AnswerFromHost(foundation::AuthenticationChallenge& challenge);
+  void OnAskLocalization();
+
   const std::optional<foundation::URLRequest> m_urlRequest;
   const std::string m_targetUrlString;
   IDownloaderEngine* m_pDownloadEngine = nullptr;
@@ -148,12 +174,18 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   std::atomic<bool> m_bNeedExitThread = false;
   std::atomic<bool> m_bFinalStateSet = false;
   std::atomic<bool> m_bShowWarningMsg = false;
+  std::atomic<bool> m_bSkip = false;
   std::atomic<int> m_errorCode = DOWNLOAD_ERROR_NONE;
   std::atomic<int> m_extraData = 0;
   std::atomic<int> m_statusCode = 0;
   std::atomic<int> m_tryCount = 0;
   std::atomic<int> m_newReceivedDataLength = 0;
   std::atomic<HTTP_CALL_STATUS> m_urlDownloadState = HTTP_CALL_PENDING;
+
+  /// The private thread's: what the host has answered last.
+  bool m_bRemember = false;
+  std::string m_ntlmUserName;
+  std::string m_ntlmUserPassword;
 
   mutable std::mutex m_mutex;
   std::shared_ptr<foundation::ThreadRunLoop> m_loop;

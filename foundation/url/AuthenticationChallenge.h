@@ -41,7 +41,7 @@ class FOUNDATION_EXPORT AuthenticationChallenge {
   void cancel();
 
  private:
-  /// False, with a warning traced, when the challenge has been answered before.
+  /// False, with a line traced, when the challenge has been answered before.
   bool takeAnswer();
 
   const ProtectionSpace space_;

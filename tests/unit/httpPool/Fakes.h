@@ -101,6 +101,16 @@ struct FakeEngine final : IDownloaderEngine {
   foundation::Thread baseThread() const override { return base; }
   bool isExchAutodiscovering() const override { return exchAutodiscovering; }
   bool isGlintRequest() const override { return glint; }
+  bool isAdjacency() const override { return adjacency; }
+  void OnAskLocalization() override { ++localizationsAsked; }
+  bool OnAskNTLMChallenge(std::string& user, std::string& password, bool& isRemember, bool& isSkip,
+                          const MacDownloader& sender) override {
+    warnings.push_back(sender.isShowWarningMsg());
+    if (onAsk) {
+      onAsk(user, password, isRemember, isSkip);
+    }
+    return true;
+  }
   void DownloadStateChanged(MacDownloader& downloader, HTTP_CALL_STATUS state) override {
     states.push_back(state);
     startedFlags.push_back(downloader.IsStarted());
@@ -112,6 +122,11 @@ struct FakeEngine final : IDownloaderEngine {
   foundation::Thread base = foundation::Thread::current();
   bool exchAutodiscovering = false;
   bool glint = false;
+  bool adjacency = false;
+  int localizationsAsked = 0;
+  /// One for each time that credentials were asked for: whether the prompt was to warn.
+  std::vector<bool> warnings;
+  std::function<void(std::string& user, std::string& password, bool& isRemember, bool& isSkip)> onAsk;
   std::vector<HTTP_CALL_STATUS> states;
   std::vector<bool> startedFlags;
   std::function<void(HTTP_CALL_STATUS)> onState;
