@@ -193,15 +193,14 @@ void MacDownloadEngine::Ask(std::string_view question, const foundation::Diction
   }
   center.addObserver(
       observer, answer, [answers = m_answers, prompt, handler](const foundation::Notification& notification) {
-        {
-          const std::lock_guard lock(answers->m_mutex);
-          if (answers->m_prompt != prompt) {
-            return;
-          }
-          handler(*answers, notification);
-          answers->m_bWaiting = false;
+        const std::lock_guard lock(answers->m_mutex);
+        if (answers->m_prompt != prompt || !answers->m_bWaiting) {
+          return;  // another answer was first
         }
+        handler(*answers, notification);
+        // Before the wait ends: behind it the observer of the next prompt has the same identity.
         foundation::NotificationCenter::defaultCenter().removeObserver(answers.get(), notification.name);
+        answers->m_bWaiting = false;
       });
   center.post(question, this, userInfo);
   while (m_answers->m_bWaiting) {
