@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,16 +17,22 @@ namespace test {
 
 class RecordingDelegate : public foundation::URLConnectionDelegate {
  public:
-  std::vector<std::string> events;  ///< "redirect 302", "response 200", "data", "finish", "fail -1005"
+  /// "redirect 302", "challenge 0", "response 200", "data", "finish", "fail -1005"; a challenge with its failures
+  std::vector<std::string> events;
   std::string body;
   std::optional<foundation::URLResponse> response;
   std::vector<foundation::URLRequest> proposals;
+  std::vector<std::shared_ptr<foundation::AuthenticationChallenge>> challenges;
   std::optional<foundation::Error> error;
   bool ended = false;
   /// What becomes of a proposed redirect; follows when empty.
   std::function<std::optional<foundation::URLRequest>(foundation::URLConnection&,
                                                       const foundation::URLRequest&)>
       onRedirect;
+  /// What becomes of a challenge; nobody meets any when empty.
+  std::function<void(foundation::AuthenticationChallenge&)> onChallenge;
+  bool usesStorage = true;
+  int storageQuestions = 0;
   /// Called at each event with its name, after it was written down.
   std::function<void(foundation::URLConnection&, const std::string&)> onEvent;
 
@@ -35,6 +42,21 @@ class RecordingDelegate : public foundation::URLConnectionDelegate {
     proposals.push_back(request);
     note(connection, "redirect " + std::to_string(redirectResponse->statusCode()));
     return onRedirect ? onRedirect(connection, request) : request;
+  }
+  bool connectionShouldUseCredentialStorage(foundation::URLConnection& /*connection*/) override {
+    ++storageQuestions;
+    return usesStorage;
+  }
+  bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& /*connection*/,
+                                                       const foundation::ProtectionSpace& /*space*/) override {
+    return onChallenge != nullptr;
+  }
+  void connectionDidReceiveAuthenticationChallenge(
+      foundation::URLConnection& connection,
+      const std::shared_ptr<foundation::AuthenticationChallenge>& challenge) override {
+    challenges.push_back(challenge);
+    note(connection, "challenge " + std::to_string(challenge->previousFailureCount()));
+    onChallenge(*challenge);
   }
   void connectionDidReceiveResponse(foundation::URLConnection& connection,
                                     const foundation::URLResponse& received) override {
