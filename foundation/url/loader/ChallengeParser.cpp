@@ -195,9 +195,10 @@ std::optional<ChosenChallenge> chooseChallenge(const std::vector<std::string>& f
     std::move(more.begin(), more.end(), std::back_inserter(offered));
   }
   for (const auto& [scheme, method] : kSchemesInOrder) {
-    const auto found = std::find_if(offered.begin(), offered.end(), [&](const OfferedChallenge& challenge) {
-      return HeaderFields::equalNames(challenge.scheme, scheme);
-    });
+    const auto found =
+        std::find_if(offered.begin(), offered.end(), [name = scheme](const OfferedChallenge& challenge) {
+          return HeaderFields::equalNames(challenge.scheme, name);
+        });
     if (found != offered.end()) {
       const std::string* realm = found->parameter("realm");
       return ChosenChallenge{method, realm != nullptr ? *realm : std::string()};
