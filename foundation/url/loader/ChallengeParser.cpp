@@ -154,6 +154,18 @@ void readItem(Reader& reader, std::vector<OfferedChallenge>& challenges) {
   }
 }
 
+std::vector<OfferedChallenge> parseAll(const std::vector<std::string>& fieldValues) {
+  std::vector<OfferedChallenge> offered;
+  for (const std::string& value : fieldValues) {
+    if (offered.size() >= kOfferedChallengesLimit) {
+      break;
+    }
+    auto more = parseChallenges(value);
+    std::move(more.begin(), more.end(), std::back_inserter(offered));
+  }
+  return offered;
+}
+
 constexpr std::array<std::pair<std::string_view, AuthenticationMethod>, 4> kSchemesInOrder = {{
     {"NTLM", AuthenticationMethod::NTLM},
     {"Basic", AuthenticationMethod::HTTPBasic},
@@ -186,14 +198,7 @@ std::vector<OfferedChallenge> parseChallenges(std::string_view fieldValue) {
 }
 
 std::optional<ChosenChallenge> chooseChallenge(const std::vector<std::string>& fieldValues) {
-  std::vector<OfferedChallenge> offered;
-  for (const std::string& value : fieldValues) {
-    if (offered.size() >= kOfferedChallengesLimit) {
-      break;
-    }
-    auto more = parseChallenges(value);
-    std::move(more.begin(), more.end(), std::back_inserter(offered));
-  }
+  const std::vector<OfferedChallenge> offered = parseAll(fieldValues);
   for (const auto& [scheme, method] : kSchemesInOrder) {
     const auto found =
         std::find_if(offered.begin(), offered.end(), [name = scheme](const OfferedChallenge& challenge) {
@@ -205,6 +210,13 @@ std::optional<ChosenChallenge> chooseChallenge(const std::vector<std::string>& f
     }
   }
   return std::nullopt;
+}
+
+bool continuesNtlm(const std::vector<std::string>& fieldValues) {
+  const std::vector<OfferedChallenge> offered = parseAll(fieldValues);
+  return std::any_of(offered.begin(), offered.end(), [](const OfferedChallenge& challenge) {
+    return HeaderFields::equalNames(challenge.scheme, "NTLM") && !challenge.token68.empty();
+  });
 }
 
 }  // namespace foundation

@@ -43,4 +43,8 @@ struct ChosenChallenge {
 /// that offers Negotiate beside one that can be answered still works. Nothing when no scheme is known.
 std::optional<ChosenChallenge> chooseChallenge(const std::vector<std::string>& fieldValues);
 
+/// Whether a server goes on with an NTLM exchange: its offer brings a message. Without one it begins, or has
+/// refused.
+bool continuesNtlm(const std::vector<std::string>& fieldValues);
+
 }  // namespace foundation

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/url/loader/ChallengeParser.h"
 #include "foundation/url/loader/ChallengedSpace.h"
 #include "foundation/url/loader/FailedLookUp.h"
 #include "foundation/url/loader/Redirect.h"
@@ -354,12 +355,7 @@ bool Transfer::takeHeaderLine(std::string_view line) {
     case ResponseHead::Progress::TooLarge:
       return refuse(URLErrorCode::BadServerResponse, "the header of the answer is too large");
     case ResponseHead::Progress::Complete:
-      isHeadHeld_ = isSigningConnectionIn();
-      if (isHeadHeld_) {
-        return ++answers_ <= kNtlmAnswerLimit ||
-               refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");
-      }
-      return takeHead();
+      return isSigningConnectionIn() ? holdHead() : takeHead();
   }
   return false;
 }
@@ -368,6 +364,17 @@ bool Transfer::takeHeaderLine(std::string_view line) {
 bool Transfer::isSigningConnectionIn() const {
   const auto& authorization = authentication_.authorization();
   return authorization && authorization->space.authenticationMethod == AuthenticationMethod::NTLM;
+}
+
+bool Transfer::holdHead() {
+  isHeadHeld_ = true;
+  constexpr int kUnauthorized = 401;
+  if (head_.statusCode() == kUnauthorized && !continuesNtlm(head_.challengeFields())) {
+    // Some servers keep what they have refused with the connection, and refuse whatever comes next.
+    curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
+  }
+  return ++answers_ <= kNtlmAnswerLimit ||
+         refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");
 }
 
 bool Transfer::takeHead() {

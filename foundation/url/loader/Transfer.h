@@ -87,6 +87,7 @@ class Transfer {
   bool isSigningConnectionIn() const;
 
   bool takeHeaderLine(std::string_view line);
+  bool holdHead();
   bool takeHead();
   bool proposeRedirect();
   std::size_t takeBody(const char* bytes, std::size_t length);
