@@ -475,6 +475,21 @@ TEST(URLConnectionChallenge, ARefusedNtlmExchangeThatNobodyMeetsIsTheAnswer) {
   }
 }
 
+TEST(URLConnectionChallenge, AnNtlmExchangeThatTheServerNeverBeginsIsAFurtherChallenge) {
+  for (const std::string body : {"", "refused"}) {
+    std::atomic<int> requests = 0;
+    RawServer server(answering([&](const std::string&) {
+      ++requests;
+      return refusal("NTLM", body);
+    }));
+    const RecordingDelegate got = load(requestFor(server.url("/")), [](AuthenticationChallenge& challenge) {
+      challenge.previousFailureCount() < 2 ? challenge.useCredential(kAlice) : challenge.cancel();
+    });
+    EXPECT_EQ(got.events, (Events{"challenge 0", "challenge 1", "challenge 2", "fail -1012"})) << body;
+    EXPECT_EQ(requests, 5);
+  }
+}
+
 TEST(URLConnectionChallenge, AnNtlmExchangeWithoutAnEndFails) {
   std::atomic<int> requests = 0;
   RawServer server(answering([&](const std::string& head) {

@@ -48,8 +48,8 @@ void Transfer::begin() {
 
 void Transfer::perform() {
   head_ = ResponseHead();
-  isHeadHeld_ = isAnswered_ = false;
-  answers_ = 0;
+  isHeadHeld_ = isAbandoned_ = isAnswered_ = false;
+  answers_ = refusals_ = 0;
   bodyBytes_ = drainedBytes_ = 0;
   progress_ = 0;
   paused_ = outOfDescriptors_ = false;
@@ -69,6 +69,9 @@ void Transfer::perform() {
 
 void Transfer::completed(CURLcode result) {
   detach();
+  if (std::exchange(isAbandoned_, false)) {
+    result = CURLE_OK;
+  }
   if (phase_ == Phase::AwaitingHead && result == CURLE_OK && std::exchange(isHeadHeld_, false)) {
     takeHead();  // an answer without a body
   }
@@ -372,6 +375,9 @@ bool Transfer::holdHead() {
   if (head_.statusCode() == kUnauthorized && !continuesNtlm(head_.challengeFields())) {
     // Some servers keep what they have refused with the connection, and refuse whatever comes next.
     curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
+    // curl takes the first such answer for a beginning, on every new connection again.
+    isAbandoned_ = ++refusals_ > 1;
+    return !isAbandoned_;
   }
   return ++answers_ <= kNtlmAnswerLimit ||
          refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");

@@ -116,7 +116,10 @@ class Transfer {
   ResponseHead head_;
   /// The head is complete, but curl may still answer it by itself: it counts once the body begins or ends.
   bool isHeadHeld_ = false;
+  /// The exchange was broken off: the head that is held is the answer.
+  bool isAbandoned_ = false;
   int answers_ = 0;
+  int refusals_ = 0;
   std::size_t bodyBytes_ = 0;
   std::size_t drainedBytes_ = 0;
   curl_off_t progress_ = 0;
