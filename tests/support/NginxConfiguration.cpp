@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "tests/support/Files.h"
+#include "tests/support/Template.h"
 
 namespace test {
 namespace {
@@ -242,13 +243,6 @@ constexpr const char* kFaults = R"(
     location = /silent { content_by_lua_block { ngx.req.read_body() wait_for_end() } }
 )";
 
-std::string replaced(std::string text, const std::string& word, const std::string& value) {
-  for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + value.size())) {
-    text.replace(at, word.size(), value);
-  }
-  return text;
-}
-
 std::string modulesFolder() {
   for (const char* folder :
        {"/usr/lib/nginx/modules", "/usr/share/nginx/modules", "/usr/lib64/nginx/modules"}) {
@@ -262,17 +256,16 @@ std::string modulesFolder() {
 }  // namespace
 
 std::string nginxConfiguration(const NginxConfigurationInput& input) {
-  std::string text = kMain;
-  text = replaced(text, "@TLS@", input.tlsPort == 0 ? "" : kTls);
-  text = replaced(text, "@LOCATIONS@", std::string(kBodies) + kRequests + kRedirects + kFaults);
-  text = replaced(text, "@EXTRA@", input.extraLocations);
-  text = replaced(text, "@FOLDER@", input.folder);
-  text = replaced(text, "@MODULES@", modulesFolder());
-  text = replaced(text, "@PORT@", std::to_string(input.port));
-  text = replaced(text, "@TLSPORT@", std::to_string(input.tlsPort));
-  text = replaced(text, "@HTTP2@", input.http2 ? "http2" : "");
-  text = replaced(text, "@CERTIFICATE@", input.certificateFile);
-  return replaced(text, "@KEY@", input.keyFile);
+  return filledIn(kMain, {{"TLS", input.tlsPort == 0 ? "" : kTls},
+                          {"LOCATIONS", std::string(kBodies) + kRequests + kRedirects + kFaults},
+                          {"EXTRA", input.extraLocations},
+                          {"FOLDER", input.folder},
+                          {"MODULES", modulesFolder()},
+                          {"PORT", std::to_string(input.port)},
+                          {"TLSPORT", std::to_string(input.tlsPort)},
+                          {"HTTP2", input.http2 ? "http2" : ""},
+                          {"CERTIFICATE", input.certificateFile},
+                          {"KEY", input.keyFile}});
 }
 
 }  // namespace test

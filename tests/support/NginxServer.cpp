@@ -1,11 +1,5 @@
 #include "tests/support/NginxServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <set>
@@ -15,33 +9,11 @@
 #include "tests/support/Files.h"
 #include "tests/support/FreePort.h"
 #include "tests/support/NginxConfiguration.h"
+#include "tests/support/PlainRequest.h"
 #include "tests/support/WaitUntil.h"
 
 namespace test {
 namespace {
-
-/// Asks once over a connection of its own; the whole answer, or what there is of it.
-std::string ask(int port, const std::string& target) {
-  const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const timeval limit{.tv_sec = 20, .tv_usec = 0};
-  setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  const std::string request = "GET " + target + " HTTP/1.0\r\n\r\n";
-  std::string answer;
-  if (connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
-      send(connection, request.data(), request.size(), MSG_NOSIGNAL) ==
-          static_cast<ssize_t>(request.size())) {
-    char buffer[4096];
-    for (ssize_t count = 0; (count = recv(connection, buffer, sizeof(buffer), 0)) > 0;) {
-      answer.append(buffer, static_cast<std::size_t>(count));
-    }
-  }
-  close(connection);
-  return answer;
-}
 
 NginxServer::Access parseLine(const std::string& line) {
   std::vector<std::string> fields;
@@ -117,7 +89,7 @@ bool NginxServer::answers() {
 }
 
 std::string NginxServer::get(const std::string& target) const {
-  return ask(port_, target);
+  return plainGet(port_, target);
 }
 
 std::string NginxServer::url(const std::string& target) const {
