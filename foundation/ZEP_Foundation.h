@@ -48,6 +48,29 @@ ZEP_FOUNDATION_API long ZEP_Notification_RemoveObserver(long token);
 ZEP_FOUNDATION_API long ZEP_Notification_Post(const char* name, const void* object, const char* userInfo);
 
 /*
+ * The notifications between library and host.
+ *
+ * "HTTPAuthenticationRequired", posted by the library on the thread of a request whose server demands a user name
+ * and a password (NTLM, or Basic by RFC 7617). User information:
+ *   "authLink"           the text "linkValue"
+ *   "ShowWarningMsg"     the text "true" when a password that the library had kept was refused, else "false"
+ *   "AuthRequiringType"  the kind of the request: 0 any, 1 "Exchange-Autodiscover", 2 "Exchange-Listmeeting",
+ *                        3 "Adjacency", 4 "Glint" (ZEP_HttpPool.h, property 1)
+ * The request waits, without a time limit, until "HTTPAuthenticationDatasource" is posted, by any thread and with
+ * any object: at once when that happens inside the notification, else within 10 seconds of it. Stopping the
+ * request (reset, remove, clear, destroy) waits for the answer, too. User information of the answer:
+ *   "Username", "Password"  texts; an empty one, or none before, refuses: errorID 3
+ *   "Remember"              true: the host keeps the password, the library uses it for this request only;
+ *                           false or absent: the library keeps it until the process ends and uses it for all
+ *                           requests to the same server, port, realm and scheme without asking
+ * No user information at all (NULL) skips: errorID 3. An answer reaches every request that is waiting then.
+ *
+ * "HTTPLocalizationRequired", posted likewise and without user information, when texts for dialogs are needed.
+ * The answer is "HTTPLocalizationDatasource" with the texts by their keys. The first answer with user information
+ * is kept for the process; one without ends the wait, and the next need asks again.
+ */
+
+/*
  * Turns the calling thread's run loop (its thread-default GLib main context, else the default one), so that
  * timers and hand-overs of the library run. For hosts without an event loop of their own; hosts with GTK, Qt or
  * another GLib based loop do not need it. Calls may nest.

@@ -61,9 +61,9 @@ typedef enum ZEP_HTTP_TASK_STATUS {
  * Property 7 is, when the task is done, the body as text (bytes that are not UTF-8: as they are, up to the first
  * zero byte), or the path of the downloaded file; when it failed, {"errorID":n,"errorReason":m}:
  *   0  not an error of URL loading
- *   1  no network, connection lost, name server did not answer
+ *   1  no network, connection lost, name server did not answer; a proxy that demands a password
  *   2  a status other than 200, 404 and 407; or host not found, connection refused, TLS failure
- *   3  authentication refused or cancelled
+ *   3  signing in was skipped or refused (ZEP_Foundation.h tells how the host is asked)
  *   4  no byte in either direction for 60 s
  *   5  status 429 of a "Glint" request; errorReason is the retry delay in milliseconds
  *   6  anything else; among it a server certificate that is not trusted, an answer that is not HTTP, too many
