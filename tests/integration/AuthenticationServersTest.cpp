@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,11 +36,11 @@ struct Curled {
 
   /// The values of the fields of that name in all answers, or in those from a place in the trace on.
   Texts fields(const std::string& name, std::size_t from = 0) const {
-    const std::string answers = trace.substr(from);
-    const std::regex field("< " + name + ": ([^\r\n]*)");
+    const std::string label = "\n< " + name + ": ";
     Texts values;
-    for (std::sregex_iterator at(answers.begin(), answers.end(), field), end; at != end; ++at) {
-      values.push_back((*at)[1]);
+    for (std::size_t at = from; (at = trace.find(label, at)) != std::string::npos;) {
+      at += label.size();
+      values.push_back(trace.substr(at, trace.find_first_of("\r\n", at) - at));
     }
     return values;
   }
@@ -76,10 +76,16 @@ Curled curl(const Texts& arguments) {
   }
   result.trace = test::readFile(folder.file("trace"));
   const std::string output = test::readFile(folder.file("output"));
-  const std::regex status("\nstatus (\\d+) (\\d+)\n");
-  for (std::sregex_iterator at(output.begin(), output.end(), status), end; at != end; ++at) {
-    result.statuses.push_back(std::stoi((*at)[1]));
-    result.connectStatuses.push_back(std::stoi((*at)[2]));
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    std::string word;
+    int status = 0;
+    int connectStatus = 0;
+    if (words >> word >> status >> connectStatus && word == "status") {
+      result.statuses.push_back(status);
+      result.connectStatuses.push_back(connectStatus);
+    }
   }
   return result;
 }
