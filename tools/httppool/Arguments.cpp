@@ -8,28 +8,37 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "PasswordFile.h"
 #include "TerminalText.h"
 
 namespace httppool {
 namespace {
 
 enum Option { kData = 'd', kHeader = 'H', kOutput = 'o', kMethod = 'X', kHelp = 'h' };
-enum LongOnlyOption { kDataFile = 256, kTimeout, kSnapshot, kVersion };
+enum LongOnlyOption { kDataFile = 256, kTimeout, kSnapshot, kUser, kPasswordFile, kVersion };
 
 const option kCommonOptions[] = {{"help", no_argument, nullptr, kHelp},
                                  {"version", no_argument, nullptr, kVersion},
                                  {nullptr, 0, nullptr, 0}};
 const option kRunOptions[] = {{"timeout", required_argument, nullptr, kTimeout},
                               {"snapshot", no_argument, nullptr, kSnapshot},
+                              {"user", required_argument, nullptr, kUser},
+                              {"password-file", required_argument, nullptr, kPasswordFile},
                               {"help", no_argument, nullptr, kHelp},
                               {"version", no_argument, nullptr, kVersion},
                               {nullptr, 0, nullptr, 0}};
-const option kGetOptions[] = {
-    {"data", required_argument, nullptr, kData},     {"data-file", required_argument, nullptr, kDataFile},
-    {"header", required_argument, nullptr, kHeader}, {"method", required_argument, nullptr, kMethod},
-    {"output", required_argument, nullptr, kOutput}, {"timeout", required_argument, nullptr, kTimeout},
-    {"snapshot", no_argument, nullptr, kSnapshot},   {"help", no_argument, nullptr, kHelp},
-    {"version", no_argument, nullptr, kVersion},     {nullptr, 0, nullptr, 0}};
+const option kGetOptions[] = {{"data", required_argument, nullptr, kData},
+                              {"data-file", required_argument, nullptr, kDataFile},
+                              {"header", required_argument, nullptr, kHeader},
+                              {"method", required_argument, nullptr, kMethod},
+                              {"output", required_argument, nullptr, kOutput},
+                              {"timeout", required_argument, nullptr, kTimeout},
+                              {"snapshot", no_argument, nullptr, kSnapshot},
+                              {"user", required_argument, nullptr, kUser},
+                              {"password-file", required_argument, nullptr, kPasswordFile},
+                              {"help", no_argument, nullptr, kHelp},
+                              {"version", no_argument, nullptr, kVersion},
+                              {nullptr, 0, nullptr, 0}};
 
 // One command line's reading; the first thing wrong is kept.
 class Reading {
@@ -121,6 +130,12 @@ class Reading {
       case kSnapshot:
         arguments_.showSnapshot = true;
         return;
+      case kUser:
+        user_ = optarg;
+        return;
+      case kPasswordFile:
+        passwordFile_ = optarg;
+        return;
       default:
         return;
     }
@@ -160,7 +175,30 @@ class Reading {
     arguments_.limit = std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * 1000)));
   }
 
+  void takeCredentials() {
+    if (user_.has_value() != passwordFile_.has_value()) {
+      return fail("--user and --password-file are given together or not at all");
+    }
+    if (!user_ || !arguments_.error.empty()) {
+      return;
+    }
+    if (user_->empty()) {
+      return fail("--user needs a name");
+    }
+    if (!isUtf8(*user_)) {
+      return fail("--user \"" + oneLine(*user_) + "\" is not UTF-8");
+    }
+    Credentials credentials{*user_, {}};
+    takeProblem(readPassword(*passwordFile_, credentials.password));
+    arguments_.credentials = std::move(credentials);
+  }
+
   void finish() {
+    finishCommand();
+    takeCredentials();
+  }
+
+  void finishCommand() {
     const int operands = count_ - optind;
     switch (arguments_.command) {
       case Arguments::Command::Get:
@@ -204,6 +242,8 @@ class Reading {
   char* const* values_;
   Arguments arguments_;
   TaskJob request_;
+  std::optional<std::string> user_;
+  std::optional<std::string> passwordFile_;
   bool isAnswered_ = false;  // --help or --version: nothing else counts
 };
 
@@ -230,6 +270,8 @@ options of get:
 options of get and run:
       --timeout SECONDS    reset what is still running then
       --snapshot           show the library's snapshot of all pools at the end
+      --user NAME          with --password-file: answer a server that asks for a password; without the two
+      --password-file FILE   the terminal is asked. The password is the first line of FILE, "-" is stdin
 
 A task takes one line: status, elapsed time, name, result. With a single URL and without -o the body goes to
 stdout and the line to stderr.

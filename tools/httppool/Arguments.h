@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Credentials.h"
 #include "Job.h"
 
 namespace httppool {
@@ -18,7 +19,8 @@ struct Arguments {
   std::string jobFile;         // run
   std::optional<std::chrono::milliseconds> limit;
   bool showSnapshot = false;
-  std::string error;  // not empty: the arguments cannot be used, and this says why
+  std::optional<Credentials> credentials;  // get and run; none: the terminal is asked
+  std::string error;                       // not empty: the arguments cannot be used, and this says why
 };
 
 Arguments readArguments(int count, char* const* values);

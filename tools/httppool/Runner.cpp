@@ -44,8 +44,8 @@ bool isFinal(ZEP_HTTP_TASK_STATUS status) {
 
 Runner* Runner::current_ = nullptr;
 
-Runner::Runner(const std::vector<PoolJob>& jobs, Listener listener)
-    : jobs_(jobs), listener_(std::move(listener)) {
+Runner::Runner(const std::vector<PoolJob>& jobs, Listener listener, Closing closing)
+    : jobs_(jobs), listener_(std::move(listener)), closing_(std::move(closing)) {
   assert(current_ == nullptr);
   current_ = this;
   for (const PoolJob& pool : jobs_) {
@@ -55,6 +55,7 @@ Runner::Runner(const std::vector<PoolJob>& jobs, Listener listener)
 }
 
 Runner::~Runner() {
+  closing_();
   for (const PoolJob& pool : jobs_) {
     ZEP_HttpPool_ClearTask(pool.name.c_str());
     ZEP_HttpPool_Destroy(pool.name.c_str());
@@ -144,6 +145,7 @@ void Runner::report(const std::string& pool, const Running& task, ZEP_HTTP_TASK_
 }
 
 void Runner::resetRunning(TaskOutcome::Ending ending) {
+  closing_();
   for (const PoolJob& pool : jobs_) {
     for (const TaskJob& job : pool.tasks) {
       const auto found = running_[pool.name].find(job.name);

@@ -37,9 +37,12 @@ class Runner {
  public:
   enum class Stop { AllEnded, TimedOut, Interrupted, Broken };
   using Listener = std::function<void(const TaskOutcome&)>;
+  using Closing = std::function<void()>;
 
-  // `jobs` must outlive the runner. `listener` is called once per task, in the order in which they end.
-  Runner(const std::vector<PoolJob>& jobs, Listener listener);
+  // `jobs` must outlive the runner. `listener` is called once per task, in the order in which they end. `closing`
+  // is called, maybe more than once, before tasks that may still run are reset: the reset waits for their threads.
+  Runner(
+      const std::vector<PoolJob>& jobs, Listener listener, Closing closing = [] {});
   ~Runner();
   Runner(const Runner&) = delete;
   Runner& operator=(const Runner&) = delete;
@@ -66,6 +69,7 @@ class Runner {
 
   const std::vector<PoolJob>& jobs_;
   Listener listener_;
+  Closing closing_;
   std::unordered_map<std::string, Tasks> running_;  // by pool, then by task
   std::size_t runningCount_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Arguments.h"
+#include "CredentialPrompt.h"
 #include "Demo.h"
 #include "Interrupt.h"
 #include "JobFile.h"
@@ -26,7 +27,9 @@ int complain(const std::string& what, int status) {
 
 int runPools(const Arguments& arguments, Report& report) {
   catchInterrupts();
-  Runner runner(arguments.pools, [&](const TaskOutcome& outcome) { report.show(outcome); });
+  CredentialPrompt prompt(arguments.credentials);
+  Runner runner(
+      arguments.pools, [&](const TaskOutcome& outcome) { report.show(outcome); }, [&] { prompt.close(); });
   const Runner::Stop stop = runner.run(arguments.limit);
   if (arguments.showSnapshot) {
     report.showLine(snapshot());
