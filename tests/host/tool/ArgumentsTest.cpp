@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -70,6 +71,13 @@ INSTANTIATE_TEST_SUITE_P(
                 "--timeout \"-1\" is not a number of seconds between 0 and 1000000"},
         Refused{{"get", "--timeout", "nan", "u"},
                 "--timeout \"nan\" is not a number of seconds between 0 and 1000000"},
+        Refused{{"get", "--user", "ann", "u"}, "--user and --password-file are given together or not at all"},
+        Refused{{"run", "--password-file", "f", "j"},
+                "--user and --password-file are given together or not at all"},
+        Refused{{"get", "--user", "", "--password-file", "f", "u"}, "--user needs a name"},
+        Refused{{"get", "--user", "\xe9\x1b", "--password-file", "f", "u"},
+                "--user \"\\xe9\\x1b\" is not UTF-8"},
+        Refused{{"demo", "--user", "ann"}, "option --user is not known here"},
         Refused{{"run"}, "run needs one job file"}, Refused{{"run", "a", "b"}, "run needs one job file"},
         Refused{{"run", "-d", "x", "a"}, "option -d is not known here"},
         Refused{{"demo", "x"}, "demo takes no arguments"}));
@@ -78,10 +86,16 @@ TEST(Help, NamesEveryCommandAndOption) {
   const Finished finished = httppool({"--help"});
   EXPECT_EQ(finished.status, 0);
   EXPECT_EQ(finished.err, "");
-  for (const char* word : {"get URL", "run JOBS.json", "demo", "--version", "--data ", "--data-file",
-                           "--header", "--method", "--output", "--timeout", "--snapshot", "exit status"}) {
+  for (const char* word :
+       {"get URL", "run JOBS.json", "demo", "--version", "--data ", "--data-file", "--header", "--method",
+        "--output", "--timeout", "--snapshot", "--user", "--password-file", "exit status"}) {
     EXPECT_NE(finished.out.find(word), std::string::npos) << word;
   }
+}
+
+TEST(Help, FitsOnOneScreen) {
+  const std::string help = httppool({"--help"}).out;
+  EXPECT_LE(std::count(help.begin(), help.end(), '\n'), 40);
 }
 
 TEST(Help, IsTheSameAfterACommand) {

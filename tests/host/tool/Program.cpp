@@ -57,18 +57,22 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 }
 
 pid_t spawn(const std::string& path, const std::vector<std::string>& arguments,
-            const std::vector<std::string>& environment, int out, int err) {
+            const std::vector<std::string>& environment, const std::string& input, int out, int err) {
   std::vector<std::string> words{path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> settings = environmentWith(environment);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
   pid_t process = -1;
-  const int failed = posix_spawn(&process, path.c_str(), &actions, nullptr, pointers(words).data(),
+  const int failed = posix_spawn(&process, path.c_str(), &actions, &attributes, pointers(words).data(),
                                  pointers(settings).data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   require(-failed, "the program cannot be started");
   return process;
@@ -120,9 +124,9 @@ std::string readTerminal(int terminal) {
 }  // namespace
 
 Program::Program(const std::string& path, const std::vector<std::string>& arguments,
-                 const std::vector<std::string>& environment)
+                 const std::vector<std::string>& environment, const std::string& input)
     : out_(outputFile("out")), err_(outputFile("err")) {
-  process_ = spawn(path, arguments, environment, out_, err_);
+  process_ = spawn(path, arguments, environment, input, out_, err_);
 }
 
 Program::~Program() {
@@ -136,6 +140,18 @@ Program::~Program() {
 
 void Program::signal(int number) {
   kill(process_, number);
+}
+
+void Program::signalGroup(int number) {
+  kill(-process_, number);
+}
+
+std::string Program::out() const {
+  return content(out_);
+}
+
+std::string Program::err() const {
+  return content(err_);
 }
 
 Finished Program::wait() {
@@ -158,7 +174,7 @@ Finished httppoolOnTerminal(const std::vector<std::string>& arguments) {
   require(unlockpt(terminal), "no terminal");
   const int inside = require(open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC), "no terminal");
   const int err = outputFile("err");
-  const pid_t process = spawn(HTTPPOOL_PROGRAM, arguments, {}, inside, err);
+  const pid_t process = spawn(HTTPPOOL_PROGRAM, arguments, {}, "/dev/null", inside, err);
   close(inside);
   Finished finished;
   finished.out = readTerminal(terminal);

@@ -1,5 +1,6 @@
-// A program run as a process of its own, with its output in files, so that no amount of it can block.
-// One thread. The destructor kills a process that is still running.
+// A program run as a process of its own, in a session of its own without a terminal: what the test's terminal is
+// never matters. Its output goes to files, so that no amount of it can block. One thread. The destructor kills a
+// process that is still running.
 #pragma once
 
 #include <sys/types.h>
@@ -17,13 +18,19 @@ struct Finished {
 
 class Program {
  public:
+  // `input` is its stdin; a terminal becomes that of its session, with the program in the foreground.
   Program(const std::string& path, const std::vector<std::string>& arguments,
-          const std::vector<std::string>& environment = {});
+          const std::vector<std::string>& environment = {}, const std::string& input = "/dev/null");
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
   void signal(int number);
+  // To every process of its group.
+  void signalGroup(int number);
+  // What it has written so far.
+  std::string out() const;
+  std::string err() const;
   Finished wait();
 
  private:
