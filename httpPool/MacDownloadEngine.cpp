@@ -236,6 +236,6 @@ void MacDownloadEngine::onLocalizationInfoReceived(Answers& /*answers*/,
   auto texts = std::make_unique<foundation::Dictionary>(*notification.userInfo);
   foundation::Dictionary* none = nullptr;
   if (LocalizationTexts().compare_exchange_strong(none, texts.get())) {
-    texts.release();  // kept to the end of the process
+    [[maybe_unused]] const auto* kept = texts.release();  // to the end of the process
   }
 }

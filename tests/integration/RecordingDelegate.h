@@ -47,8 +47,8 @@ class RecordingDelegate : public foundation::URLConnectionDelegate {
     ++storageQuestions;
     return usesStorage;
   }
-  bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& /*connection*/,
-                                                       const foundation::ProtectionSpace& /*space*/) override {
+  bool connectionCanAuthenticateAgainstProtectionSpace(
+      foundation::URLConnection& /*connection*/, const foundation::ProtectionSpace& /*space*/) override {
     return onChallenge != nullptr;
   }
   void connectionDidReceiveAuthenticationChallenge(
