@@ -64,12 +64,12 @@ void runThereAndWait(DispatchQueue& queue, const std::shared_ptr<AwaitedBlock>& 
   block->wait();
 }
 
-/// The blocks wait in a queue of our own; GLib's pool decides how many threads serve it.
-class GlobalQueue final : public DispatchQueue {
+/// A set of worker threads. The blocks wait in a queue of our own; GLib's pool decides how many threads serve it.
+class WorkerQueue final : public DispatchQueue {
  public:
-  GlobalQueue() {
+  WorkerQueue() {
     constexpr gint kMostThreads = 8;
-    pool_ = g_thread_pool_new(&GlobalQueue::serve, this, kMostThreads, FALSE, nullptr);
+    pool_ = g_thread_pool_new(&WorkerQueue::serve, this, kMostThreads, FALSE, nullptr);
   }
 
   void async(std::function<void()> block) override {
@@ -85,7 +85,7 @@ class GlobalQueue final : public DispatchQueue {
   }
 
  private:
-  static void serve(gpointer, gpointer queue) { static_cast<GlobalQueue*>(queue)->runOne(); }
+  static void serve(gpointer, gpointer queue) { static_cast<WorkerQueue*>(queue)->runOne(); }
 
   void runOne() noexcept {
     std::function<void()> block;
@@ -109,7 +109,13 @@ class MainQueue final : public DispatchQueue {
     std::atexit([] { static_cast<MainQueue&>(DispatchQueue::main()).processEnds(); });
   }
 
-  void async(std::function<void()> block) override { RunLoop::main()->perform(std::move(block)); }
+  void async(std::function<void()> block) override {
+    {
+      const std::lock_guard lock(mutex_);
+      blocks_.push_back(std::move(block));
+    }
+    RunLoop::main()->perform([this] { runNext(); });
+  }
 
   void sync(const std::function<void()>& block) override {
     if (isMainThread()) {
@@ -130,6 +136,30 @@ class MainQueue final : public DispatchQueue {
   }
 
  private:
+  void runNext() {
+    std::function<void()> block;
+    {
+      const std::lock_guard lock(mutex_);
+      // Inside a block that turns the loop: its end asks again.
+      if (isRunning_ || blocks_.empty()) {
+        return;
+      }
+      isRunning_ = true;
+      block = std::move(blocks_.front());
+      blocks_.pop_front();
+    }
+    block();
+    bool hasMore = false;
+    {
+      const std::lock_guard lock(mutex_);
+      isRunning_ = false;
+      hasMore = !blocks_.empty();
+    }
+    if (hasMore) {
+      RunLoop::main()->perform([this] { runNext(); });
+    }
+  }
+
   void processEnds() {
     const std::lock_guard lock(mutex_);
     isEnding_ = true;
@@ -145,6 +175,8 @@ class MainQueue final : public DispatchQueue {
   }
 
   std::mutex mutex_;
+  std::deque<std::function<void()>> blocks_;
+  bool isRunning_ = false;
   std::set<std::shared_ptr<AwaitedBlock>> awaited_;
   bool isEnding_ = false;
 };
@@ -156,7 +188,12 @@ DispatchQueue::~DispatchQueue() = default;
 // Neither is ever destroyed: threads may still send blocks while the process exits.
 
 DispatchQueue& DispatchQueue::global() {
-  static GlobalQueue* const queue = new GlobalQueue;
+  static WorkerQueue* const queue = new WorkerQueue;
+  return *queue;
+}
+
+DispatchQueue& DispatchQueue::workers() {
+  static WorkerQueue* const queue = new WorkerQueue;
   return *queue;
 }
 

@@ -12,7 +12,11 @@ class FOUNDATION_EXPORT DispatchQueue {
  public:
   /// Worker threads, made as needed and few; blocks run side by side in no fixed order.
   static DispatchQueue& global();
-  /// The default main context: blocks run one after another on the application's main thread.
+  /// Worker threads of their own for the foundation's short jobs: whatever waits in global(), for a person
+  /// perhaps, does not hold these up.
+  static DispatchQueue& workers();
+  /// The default main context: blocks run one after another on the application's main thread. A block that turns
+  /// the main run loop itself does not let another in: the next one begins when it has ended.
   static DispatchQueue& main();
 
   virtual ~DispatchQueue();

@@ -63,7 +63,7 @@ void diagnoseFailedLookUp(const std::string& host, std::function<void(URLErrorCo
       return;
     }
   }
-  DispatchQueue::global().async([host] { answerAll(host); });
+  DispatchQueue::workers().async([host] { answerAll(host); });
 }
 
 }  // namespace foundation

@@ -110,7 +110,7 @@ void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
 }  // namespace
 
 void startFileLoad(const URL& url, std::size_t bodyLimit, std::shared_ptr<TransferClient> client) {
-  DispatchQueue::global().async(
+  DispatchQueue::workers().async(
       [url, bodyLimit, client = std::move(client)] { readFile(url, bodyLimit, *client); });
 }
 

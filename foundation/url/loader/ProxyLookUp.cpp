@@ -51,7 +51,7 @@ void findProxy(const std::string& url, std::function<void(ProxyChoice)> answer) 
     answer(std::nullopt);
     return;
   }
-  DispatchQueue::global().async([url, answer = std::move(answer)] { answer(ask(url)); });
+  DispatchQueue::workers().async([url, answer = std::move(answer)] { answer(ask(url)); });
 }
 
 std::string usableProxy(const char* const* proxies) {

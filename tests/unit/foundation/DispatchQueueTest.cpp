@@ -6,10 +6,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "foundation/runloop/DispatchQueue.h"
+#include "foundation/runloop/RunLoop.h"
 
 using foundation::DispatchQueue;
 
@@ -57,6 +59,46 @@ TEST(DispatchQueue, TheMainOneRunsOnTheMainThreadInOrder) {
   }
   worker.join();
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(DispatchQueue, ABlockOfTheMainOneThatTurnsTheLoopLetsNoOtherIn) {
+  g_main_context_default();
+  std::vector<std::string> order;
+  bool turned = false;
+  DispatchQueue::main().async([&] {
+    order.emplace_back("first begins");
+    DispatchQueue::main().async([&] { order.emplace_back("third"); });
+    foundation::RunLoop::main()->perform([&] { turned = true; });
+    while (!turned) {
+      g_main_context_iteration(nullptr, TRUE);
+    }
+    order.emplace_back("first ends");
+  });
+  DispatchQueue::main().async([&] { order.emplace_back("second"); });
+  while (order.size() < 4) {
+    g_main_context_iteration(nullptr, TRUE);
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"first begins", "first ends", "second", "third"}));
+}
+
+TEST(DispatchQueue, WorkersAreNotHeldUpByWhoeverWaitsInTheGlobalOne) {
+  std::mutex gate;
+  gate.lock();
+  std::atomic<int> waiting = 0;
+  for (int i = 0; i < 100; ++i) {
+    DispatchQueue::global().async([&] {
+      const std::lock_guard wait(gate);
+      ++waiting;
+    });
+  }
+  bool ran = false;
+  DispatchQueue::workers().sync([&] { ran = true; });
+  EXPECT_TRUE(ran);
+  EXPECT_EQ(waiting, 0);
+  gate.unlock();
+  while (waiting < 100) {
+    std::this_thread::yield();
+  }
 }
 
 TEST(DispatchQueue, TheMainThreadDoesNotWaitForItself) {
