@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace foundation {
+
+/// What a property list may ask for. libplist nests its calls as deep as the list and copies an object of a
+/// binary list for every reference to it, so a list is measured before libplist sees it.
+struct PropertyListBounds {
+  static constexpr std::size_t kMostBytes = 4 << 20;
+  static constexpr std::size_t kDeepestNesting = 512;
+  static constexpr std::size_t kMostEntries = 10'000;
+};
+
+/// Whether the XML text is within the bounds, the entries aside, and its elements are closed in their order.
+/// Internal document type subsets are refused.
+bool isBoundedXmlPropertyList(std::string_view text);
+
+/// Whether the binary list is within the bounds with every reference followed, and every object lies inside.
+bool isBoundedBinaryPropertyList(std::string_view data);
+
+}  // namespace foundation

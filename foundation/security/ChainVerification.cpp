@@ -1,0 +1,173 @@
+#include "foundation/security/ChainVerification.h"
+
+#include <openssl/ssl.h>
+#include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
+
+#include <memory>
+#include <optional>
+
+#include "foundation/base/Release.h"
+#include "foundation/security/CertificateStore.h"
+#include "foundation/security/ErrorQueueMark.h"
+
+namespace foundation {
+namespace {
+
+/// What a verification writes to, and the certificates it is about.
+struct Verification {
+  const std::vector<Certificate>& chain;
+  std::vector<Finding> findings;
+
+  std::optional<std::size_t> indexOf(const X509* x509) const {
+    for (std::size_t i = 0; i < chain.size(); ++i) {
+      if (x509 != nullptr && X509_cmp(chain[i].x509(), x509) == 0) {
+        return i;
+      }
+    }
+    return std::nullopt;
+  }
+};
+
+struct FreeReferences {
+  // The certificates stay: the stack only borrows them.
+  void operator()(STACK_OF(X509) * stack) const { sk_X509_free(stack); }
+};
+using CertificateStack = std::unique_ptr<STACK_OF(X509), FreeReferences>;
+using VerificationContext = std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>>;
+
+/// What OpenSSL's error means for the certificate; nothing when it is none of its faults.
+std::optional<TrustStatus> statusOf(int error) {
+  switch (error) {
+    // Whoever keeps revocation lists in the store need not keep one of every issuer, nor a fresh one.
+    case X509_V_ERR_UNABLE_TO_GET_CRL:
+    case X509_V_ERR_UNABLE_TO_GET_CRL_ISSUER:
+    case X509_V_ERR_UNABLE_TO_DECRYPT_CRL_SIGNATURE:
+    case X509_V_ERR_CRL_SIGNATURE_FAILURE:
+    case X509_V_ERR_CRL_NOT_YET_VALID:
+    case X509_V_ERR_CRL_HAS_EXPIRED:
+    case X509_V_ERR_ERROR_IN_CRL_LAST_UPDATE_FIELD:
+    case X509_V_ERR_ERROR_IN_CRL_NEXT_UPDATE_FIELD:
+    case X509_V_ERR_KEYUSAGE_NO_CRL_SIGN:
+    case X509_V_ERR_UNHANDLED_CRITICAL_CRL_EXTENSION:
+    case X509_V_ERR_DIFFERENT_CRL_SCOPE:
+    case X509_V_ERR_CRL_PATH_VALIDATION_ERROR:
+      return std::nullopt;
+
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+      return TrustStatus::Expired;
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+      return TrustStatus::NotYetValid;
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+    case X509_V_ERR_CERT_UNTRUSTED:
+      return TrustStatus::UnknownIssuer;
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+      return TrustStatus::SelfSigned;
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+      return TrustStatus::UntrustedRoot;
+    case X509_V_ERR_INVALID_PURPOSE:
+      return TrustStatus::WrongPurpose;
+    case X509_V_ERR_EE_KEY_TOO_SMALL:
+    case X509_V_ERR_CA_KEY_TOO_SMALL:
+      return TrustStatus::WeakKey;
+    case X509_V_ERR_CA_MD_TOO_WEAK:
+      return TrustStatus::WeakDigest;
+    case X509_V_ERR_CERT_REVOKED:
+      return TrustStatus::Revoked;
+    case X509_V_ERR_CERT_REJECTED:
+      return TrustStatus::Rejected;
+    case X509_V_ERR_CERT_SIGNATURE_FAILURE:
+    case X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE:
+    case X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY:
+      return TrustStatus::BadSignature;
+    case X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD:
+    case X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD:
+      return TrustStatus::Unparseable;
+    case X509_V_ERR_CERT_CHAIN_TOO_LONG:
+      return TrustStatus::ChainTooLong;
+    case X509_V_ERR_UNSPECIFIED:
+    case X509_V_ERR_OUT_OF_MEM:
+    case X509_V_ERR_INVALID_CALL:
+    case X509_V_ERR_STORE_LOOKUP:
+      return TrustStatus::InternalError;
+    default:
+      return TrustStatus::ConstraintViolated;
+  }
+}
+
+/// The certificate of ours at that depth of the chain being verified, or the one beneath it that needs it.
+Finding findingAt(const Verification& verification, X509_STORE_CTX* context, TrustStatus status) {
+  if (const auto index = verification.indexOf(X509_STORE_CTX_get_current_cert(context))) {
+    return {*index, status};
+  }
+  const STACK_OF(X509)* verified = X509_STORE_CTX_get0_chain(context);
+  for (int depth = X509_STORE_CTX_get_error_depth(context) - 1; depth > 0; --depth) {
+    if (const auto index = verification.indexOf(sk_X509_value(verified, depth))) {
+      return {*index, TrustStatus::UnknownIssuer};
+    }
+  }
+  return {0, TrustStatus::UnknownIssuer};
+}
+
+void record(Verification& verification, X509_STORE_CTX* context) {
+  if (const auto status = statusOf(X509_STORE_CTX_get_error(context))) {
+    verification.findings.push_back(findingAt(verification, context, *status));
+  }
+}
+
+extern "C" int onVerified(int isGood, X509_STORE_CTX* context) {
+  if (isGood == 0) {
+    record(*static_cast<Verification*>(X509_STORE_CTX_get_app_data(context)), context);
+  }
+  return 1;
+}
+
+/// A verification by itself applies no security level; a TLS connection applies its own.
+int securityLevel() {
+  static const int level = [] {
+    constexpr int kDistributionsLevel = 2;
+    const std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>> tls(SSL_CTX_new(TLS_client_method()));
+    return tls != nullptr ? SSL_CTX_get_security_level(tls.get()) : kDistributionsLevel;
+  }();
+  return level;
+}
+
+void setParameters(X509_STORE_CTX* context, bool isServer, std::time_t date) {
+  if (isServer) {
+    X509_STORE_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER);
+  }
+  X509_STORE_CTX_set_time(context, 0, date);
+  // Whatever stands in the store is an anchor, issuer or not.
+  X509_STORE_CTX_set_flags(context,
+                           X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
+  X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(context), securityLevel());
+}
+
+}  // namespace
+
+std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date) {
+  const ErrorQueueMark mark;
+  const std::vector<Finding> failure = {{0, TrustStatus::InternalError}};
+  const CertificateStack sent(sk_X509_new_reserve(nullptr, static_cast<int>(chain.size())));
+  const VerificationContext context(X509_STORE_CTX_new());
+  X509_STORE* store = CertificateStore::shared();
+  if (sent == nullptr || context == nullptr || store == nullptr) {
+    return failure;
+  }
+  for (std::size_t i = 1; i < chain.size(); ++i) {
+    sk_X509_push(sent.get(), chain[i].x509());
+  }
+  if (X509_STORE_CTX_init(context.get(), store, chain.front().x509(), sent.get()) != 1) {
+    return failure;
+  }
+  Verification verification = {.chain = chain, .findings = {}};
+  setParameters(context.get(), isServer, date);
+  X509_STORE_CTX_set_app_data(context.get(), &verification);
+  X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
+  // The callback lets everything pass: what fails here has failed inside.
+  return X509_verify_cert(context.get()) == 1 ? verification.findings : failure;
+}
+
+}  // namespace foundation

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <openssl/err.h>
+
+namespace foundation {
+
+/// Takes out of the calling thread's OpenSSL error queue what was added during its life: the TLS connections of
+/// the same thread read that queue and must not find errors that are not theirs.
+class ErrorQueueMark {
+ public:
+  ErrorQueueMark() { ERR_set_mark(); }
+  ~ErrorQueueMark() { ERR_pop_to_mark(); }
+  ErrorQueueMark(const ErrorQueueMark&) = delete;
+  ErrorQueueMark& operator=(const ErrorQueueMark&) = delete;
+};
+
+}  // namespace foundation

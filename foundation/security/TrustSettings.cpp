@@ -1,0 +1,110 @@
+#include "foundation/security/TrustSettings.h"
+
+#include <glib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+
+#include "foundation/base/Trace.h"
+#include "foundation/files/PropertyList.h"
+
+namespace foundation {
+namespace {
+
+/// The settings by upper-case SHA-1.
+using TrustList = std::map<std::string, std::vector<Dictionary>, std::less<>>;
+
+/// What tells one state of a file from another: device, inode, size, seconds and nanoseconds of its change.
+using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long>;
+
+std::string upperCase(std::string text) {
+  std::ranges::transform(text, text.begin(), g_ascii_toupper);
+  return text;
+}
+
+const Value* member(const Value* value, std::string_view key) {
+  const Dictionary* dictionary = value != nullptr ? value->dictionary() : nullptr;
+  return dictionary != nullptr ? dictionary->find(key) : nullptr;
+}
+
+/// An element that is no dictionary must not make a refusal of the others vanish.
+std::vector<Dictionary> settingsOf(const Array& array) {
+  std::vector<Dictionary> settings;
+  for (const Value& element : array) {
+    const Dictionary* dictionary = element.dictionary();
+    settings.push_back(dictionary != nullptr ? *dictionary : Dictionary());
+  }
+  return settings;
+}
+
+TrustList readTrustList(const std::string& path) {
+  constexpr std::size_t kMostBytes = 4 << 20;
+  const std::optional<Value> root = propertyListFromFile(path, kMostBytes);
+  const Value* list = root ? member(&*root, "trustList") : nullptr;
+  if (list == nullptr || list->dictionary() == nullptr) {
+    trace(TraceLevel::Warning, "the trust settings cannot be read: " + path);
+    return {};
+  }
+  TrustList trustList;
+  for (const auto& [digest, entry] : list->dictionary()->entries()) {
+    const Value* settings = member(&entry, "trustSettings");
+    if (settings != nullptr && settings->array() != nullptr) {
+      trustList.emplace(upperCase(digest), settingsOf(*settings->array()));
+    }
+  }
+  return trustList;
+}
+
+/// The list as the file held it last.
+class TrustSettingsFile {
+ public:
+  explicit TrustSettingsFile(std::string path) : path_(std::move(path)) {}
+
+  std::shared_ptr<const TrustList> list() {
+    const std::lock_guard lock(mutex_);
+    struct stat status = {};
+    if (stat(path_.c_str(), &status) != 0) {
+      state_.reset();
+      list_.reset();
+      return nullptr;
+    }
+    const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                          status.st_mtim.tv_nsec);
+    if (state_ != state) {
+      list_ = std::make_shared<const TrustList>(readTrustList(path_));
+      state_ = state;
+    }
+    return list_;
+  }
+
+ private:
+  const std::string path_;
+  std::mutex mutex_;
+  std::optional<FileState> state_;
+  std::shared_ptr<const TrustList> list_;
+};
+
+TrustSettingsFile& usersFile() {
+  // Never freed: evaluations may still run while the process exits.
+  static auto* const file =
+      new TrustSettingsFile(std::string(g_get_user_config_dir()) + "/zep/TrustSettings.plist");
+  return *file;
+}
+
+}  // namespace
+
+std::optional<std::vector<Dictionary>> copyTrustSettings(const Certificate& certificate) {
+  const std::shared_ptr<const TrustList> list = usersFile().list();
+  if (list == nullptr) {
+    return std::nullopt;
+  }
+  const auto found = list->find(certificate.sha1());
+  return found != list->end() ? std::optional(found->second) : std::nullopt;
+}
+
+}  // namespace foundation
