@@ -11,6 +11,7 @@
 #include "foundation/base/JsonText.h"
 #include "foundation/base/Release.h"
 #include "foundation/notification/NotificationCenter.h"
+#include "foundation/panel/TrustPanelRunner.h"
 #include "foundation/runloop/CurrentThread.h"
 
 namespace {
@@ -141,6 +142,11 @@ long ZEP_Notification_Post(const char* name, const void* object, const char* use
     return -2;
   }
   NotificationCenter::defaultCenter().post(name, object, &*dictionary);
+  return 0;
+}
+
+long ZEP_TrustPanel_SetRunner(ZEP_TrustPanelRunner fn, void* context) {
+  foundation::setPanelRunner(fn, context);
   return 0;
 }
 

@@ -1,8 +1,9 @@
 /*
  * ZEP_Foundation.h: the host's side of libzepfoundation.so.
  *
- * Notifications by which the library asks the host and the host answers, and a run loop for hosts that do not
- * have one. Plain C, usable from C and C++. All texts are UTF-8.
+ * Notifications by which the library asks the host and the host answers, the panel that puts a server's
+ * certificate to the user, and a run loop for hosts that do not have one. Plain C, usable from C and C++. All
+ * texts are UTF-8.
  */
 #ifndef ZEP_FOUNDATION_H
 #define ZEP_FOUNDATION_H
@@ -69,6 +70,36 @@ ZEP_FOUNDATION_API long ZEP_Notification_Post(const char* name, const void* obje
  * The answer is "HTTPLocalizationDatasource" with the texts by their keys. The first answer with user information
  * is kept for the process; one without ends the wait, and the next need asks again.
  */
+
+/*
+ * Shows a certificate panel of the host's own and waits for the user's answer. Called on the main thread (the one
+ * that turns the default GLib main context), for one panel after another: while one is open, the next ones wait
+ * until it returns. It may turn the run loop meanwhile, as a modal dialog of a toolkit or ZEP_RunLoop_Run does;
+ * the library's timers then pause, its hand-overs go on. Until it returns the request waits.
+ *   requestJson  the text of a JSON object (RFC 8259) with all of these members, valid during the call only:
+ *                  "panel"                 "trust": ask whether to go on in spite of the certificate;
+ *                                          "certificate": show the certificate, the answer does not count
+ *                  "host"                  the server's name, as in the URL
+ *                  "message"               what is asked, one sentence
+ *                  "informativeText"       what follows from it
+ *                  "alternateButtonTitle"  the title of the button that declines
+ *                  "certificates"          array of PEM texts (RFC 7468), the server's own first
+ *   context      what was given to ZEP_TrustPanel_SetRunner
+ * Returns 1 when the user confirmed; anything else means that he did not. All texts are to be shown as they are,
+ * never as markup: the host name may be an attacker's. An exception must not escape: it ends the process.
+ */
+typedef int (*ZEP_TrustPanelRunner)(const char* requestJson, void* context);
+
+/*
+ * Sets the host's own certificate panel in place of the built-in one, NULL restores the built-in one. Any thread.
+ * `fn` and `context` stay the host's; they must stay valid until they have been replaced and no call of `fn` is
+ * running any more (after a replacement on the main thread, outside of `fn`, none is). Returns 0.
+ *
+ * The built-in panel is a program, zep-trust-panel, that is found beside this library or by the environment variable
+ * ZEP_TRUST_PANEL and run as a child of the host, which has to leave the end of that child to the library: when
+ * SIGCHLD is ignored, nothing is ever confirmed. Without that program or a display nothing is confirmed, either.
+ */
+ZEP_FOUNDATION_API long ZEP_TrustPanel_SetRunner(ZEP_TrustPanelRunner fn, void* context);
 
 /*
  * Turns the calling thread's run loop (its thread-default GLib main context, else the default one), so that

@@ -65,9 +65,12 @@ TEST(Exports, OfTheFoundationAreItsCFaceAndItsOwnClasses) {
       EXPECT_EQ(name.find("curl"), std::string::npos) << name;
     }
   }
-  const std::set<std::string> expected = {"ZEP_Notification_AddObserver", "ZEP_Notification_Post",
-                                          "ZEP_Notification_RemoveObserver", "ZEP_RunLoop_Run",
-                                          "ZEP_RunLoop_Stop"};
+  const std::set<std::string> expected = {"ZEP_Notification_AddObserver",
+                                          "ZEP_Notification_Post",
+                                          "ZEP_Notification_RemoveObserver",
+                                          "ZEP_RunLoop_Run",
+                                          "ZEP_RunLoop_Stop",
+                                          "ZEP_TrustPanel_SetRunner"};
   EXPECT_EQ(cFace, expected);
 }
 
