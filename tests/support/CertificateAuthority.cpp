@@ -10,8 +10,6 @@
 namespace test {
 namespace {
 
-constexpr const char* kNewKey = " -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes ";
-
 constexpr const char* kConfiguration = R"([ca]
 default_ca = test
 [test]
@@ -24,45 +22,166 @@ policy = any
 unique_subject = no
 copy_extensions = none
 [any]
-commonName = supplied
+organizationName = optional
+commonName = optional
 [req]
 distinguished_name = subject
 prompt = no
 [subject]
 CN = placeholder
-[root]
-basicConstraints = critical,CA:TRUE
-keyUsage = critical,keyCertSign,cRLSign
-subjectKeyIdentifier = hash
 )";
+
+constexpr const char* kRootExtensions =
+    "basicConstraints = critical,CA:TRUE\nkeyUsage = critical,keyCertSign,cRLSign\nsubjectKeyIdentifier = "
+    "hash\n";
+
+constexpr const char* kIntermediateExtensions =
+    "basicConstraints = critical,CA:TRUE,pathlen:0\nkeyUsage = critical,keyCertSign\nsubjectKeyIdentifier = "
+    "hash\n"
+    "authorityKeyIdentifier = keyid\n";
+
+std::string signedBy(const std::string& issuer) {
+  return "-cert " + issuer + ".pem -keyfile " + issuer + ".key";
+}
+
+std::string subjectOf(const CertificateAuthority::Request& request) {
+  return request.subject.empty() ? "/CN=" + request.name : request.subject;
+}
+
+/// RFC 4648 section 4, line ends left out.
+std::string decodeBase64(const std::string& text) {
+  static const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string bytes;
+  unsigned bits = 0;
+  int count = 0;
+  for (const char digit : text) {
+    const std::size_t value = kAlphabet.find(digit);
+    if (value == std::string::npos) {
+      continue;
+    }
+    bits = bits << 6 | static_cast<unsigned>(value);
+    count += 6;
+    if (count >= 8) {
+      count -= 8;
+      bytes += static_cast<char>(bits >> count & 0xFF);
+    }
+  }
+  return bytes;
+}
 
 }  // namespace
 
 CertificateAuthority::CertificateAuthority() {
   writeFile(folder_.file("openssl.cnf"), kConfiguration);
   writeFile(folder_.file("index.txt"), "");
-  run(std::string("req -x509 -config openssl.cnf -extensions root -days 3650 -subj /CN=TestRoot") + kNewKey +
-      "-keyout root.key -out root.pem");
+  makeRoot("root", "TestRoot");
 }
 
-CertificateAuthority::Leaf CertificateAuthority::issue(const Request& request) {
-  const std::string& name = request.name;
-  writeFile(folder_.file(name + ".ext"),
-            "basicConstraints = critical,CA:FALSE\nsubjectAltName = " + request.alternativeNames +
-                "\nextendedKeyUsage = " + request.extendedKeyUsage + "\n");
-  run("req -new -config openssl.cnf -subj /CN=" + name + kNewKey + "-keyout " + name + ".key -out " + name +
-      ".csr");
-  run("ca -batch -notext -config openssl.cnf -cert root.pem -keyfile root.key -in " + name + ".csr -out " +
-      name + ".pem -extfile " + name + ".ext -startdate " + request.notBefore + " -enddate " +
-      request.notAfter);
-  return {.chainFile = folder_.file(name + ".pem"), .keyFile = folder_.file(name + ".key")};
+std::string CertificateAuthority::rootAndRevocationsFile() {
+  run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem");
+  writeFile(folder_.file("trusted.pem"), readFile(rootFile()));
+  append("revocations.pem", "trusted.pem");
+  return folder_.file("trusted.pem");
+}
+
+CertificateAuthority::Leaf CertificateAuthority::issueByIntermediate(const Request& request) {
+  makeIntermediate();
+  const Leaf leaf = issue(request, "intermediate");
+  append("intermediate.pem", request.name + ".pem");
+  return leaf;
 }
 
 CertificateAuthority::Leaf CertificateAuthority::issueSelfSigned(const Request& request) {
   const std::string& name = request.name;
-  run("req -x509 -config openssl.cnf -days 3650 -subj /CN=" + name + kNewKey + "-addext subjectAltName=" +
-      request.alternativeNames + " -keyout " + name + ".key -out " + name + ".pem");
+  run("req -x509 -config openssl.cnf -days 3650 -nodes -newkey " + request.key + " -subj " +
+      subjectOf(request) + " -addext subjectAltName=" + request.alternativeNames + " -keyout " + name +
+      ".key -out " + name + ".pem");
   return {.chainFile = folder_.file(name + ".pem"), .keyFile = folder_.file(name + ".key")};
+}
+
+CertificateAuthority::Leaf CertificateAuthority::wrongAddress() {
+  return issue({.name = "otheraddress", .alternativeNames = "DNS:localhost,DNS:127.0.0.1,IP:127.0.0.2"});
+}
+
+CertificateAuthority::Leaf CertificateAuthority::wrongHostAndExpired() {
+  return issue({.name = "gone", .alternativeNames = "DNS:elsewhere.test", .notAfter = "20210101000000Z"});
+}
+
+CertificateAuthority::Leaf CertificateAuthority::unknownRoot() {
+  makeRoot("stranger", "UnknownRoot");
+  const Leaf leaf = issue({.name = "unknown"}, "stranger");
+  append("stranger.pem", "unknown.pem");
+  return leaf;
+}
+
+CertificateAuthority::Leaf CertificateAuthority::missingIntermediate() {
+  makeIntermediate();
+  return issue({.name = "incomplete"}, "intermediate");
+}
+
+CertificateAuthority::Leaf CertificateAuthority::issuedByLeaf() {
+  issue({.name = "pretender"}, "root");
+  const Leaf leaf = issue({.name = "child"}, "pretender");
+  append("pretender.pem", "child.pem");
+  return leaf;
+}
+
+CertificateAuthority::Leaf CertificateAuthority::revoked() {
+  const Leaf leaf = issue({.name = "revoked"}, "root");
+  run("ca -config openssl.cnf " + signedBy("root") + " -revoke revoked.pem");
+  return leaf;
+}
+
+std::vector<std::string> CertificateAuthority::derChain(const std::string& pemFile) {
+  const std::string begin = "-----BEGIN CERTIFICATE-----";
+  const std::string text = readFile(pemFile);
+  std::vector<std::string> chain;
+  for (std::size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at)) {
+    at += begin.size();
+    chain.push_back(decodeBase64(text.substr(at, text.find("-----END", at) - at)));
+  }
+  return chain;
+}
+
+CertificateAuthority::Leaf CertificateAuthority::issue(const Request& request, const std::string& issuer) {
+  const std::string& name = request.name;
+  run("req -new -config openssl.cnf -subj " + subjectOf(request) + " -nodes -newkey " + request.key +
+      " -keyout " + name + ".key -out " + name + ".csr");
+  const std::string alternativeNames =
+      request.alternativeNames.empty() ? "" : "subjectAltName = " + request.alternativeNames + "\n";
+  sign(name, signedBy(issuer),
+       "basicConstraints = critical,CA:FALSE\nextendedKeyUsage = " + request.extendedKeyUsage + "\n" +
+           alternativeNames,
+       "-md " + request.digest + " -startdate " + request.notBefore + " -enddate " + request.notAfter);
+  return {.chainFile = folder_.file(name + ".pem"), .keyFile = folder_.file(name + ".key")};
+}
+
+void CertificateAuthority::issueAuthority(const std::string& name, const std::string& commonName,
+                                          const std::string& signer, const std::string& extensions) {
+  run("req -new -config openssl.cnf -subj /CN=" + commonName + " -nodes -newkey " + Request().key +
+      " -keyout " + name + ".key -out " + name + ".csr");
+  sign(name, signer, extensions, "-startdate 20200101000000Z -enddate 20491231235959Z");
+}
+
+void CertificateAuthority::sign(const std::string& name, const std::string& signer,
+                                const std::string& extensions, const std::string& options) {
+  writeFile(folder_.file(name + ".ext"), extensions);
+  run("ca -batch -notext -config openssl.cnf " + signer + " -in " + name + ".csr -out " + name +
+      ".pem -extfile " + name + ".ext " + options);
+}
+
+void CertificateAuthority::makeRoot(const std::string& name, const std::string& commonName) {
+  issueAuthority(name, commonName, "-selfsign -keyfile " + name + ".key", kRootExtensions);
+}
+
+void CertificateAuthority::makeIntermediate() {
+  if (!fileExists(folder_.file("intermediate.pem"))) {
+    issueAuthority("intermediate", "TestIntermediate", signedBy("root"), kIntermediateExtensions);
+  }
+}
+
+void CertificateAuthority::append(const std::string& name, const std::string& to) {
+  writeFile(folder_.file(to), readFile(folder_.file(to)) + readFile(folder_.file(name)));
 }
 
 void CertificateAuthority::run(const std::string& arguments) {
