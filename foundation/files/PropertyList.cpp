@@ -21,10 +21,9 @@ using Text = std::unique_ptr<char, Release<free>>;
 std::optional<Value> valueOf(plist_t node);
 
 std::string textOf(plist_t node) {
-  char* text = nullptr;
-  plist_get_string_val(node, &text);
-  const Text owner(text);
-  return text != nullptr ? text : "";
+  std::uint64_t length = 0;
+  const char* text = plist_get_string_ptr(node, &length);
+  return text != nullptr ? std::string(text, length) : std::string();
 }
 
 std::optional<Value> arrayOf(plist_t node) {

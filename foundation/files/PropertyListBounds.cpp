@@ -153,6 +153,7 @@ class BinaryMeasure {
     if (!found || found->count > data_.size() || !add(kObject)) {
       return false;
     }
+    constexpr unsigned kAscii = 5;
     constexpr unsigned kUtf16 = 6;
     constexpr unsigned kArray = 0xA;
     constexpr unsigned kDictionary = 0xD;
@@ -162,11 +163,26 @@ class BinaryMeasure {
       case kDictionary:
         return found->count <= PropertyListBounds::kMostEntries &&
                measureReferences(found->content, 2 * found->count, depth);
+      case kAscii:
+        return measureText(found->content, found->count, 1);
       case kUtf16:
-        return add(2 * found->count);
+        return measureText(found->content, found->count, 2);
       default:
         return add(found->count);
     }
+  }
+
+  /// libplist ends the process when it is asked for a text that contains a zero character.
+  bool measureText(std::uint64_t at, std::uint64_t characters, std::uint64_t size) {
+    if (at > data_.size() || characters * size > data_.size() - at || !add(characters * size)) {
+      return false;
+    }
+    for (std::uint64_t i = 0; i < characters; ++i) {
+      if (number(at + i * size, size) == 0) {
+        return false;
+      }
+    }
+    return true;
   }
 
   bool measureReferences(std::uint64_t at, std::uint64_t count, std::size_t depth) {
@@ -195,7 +211,8 @@ class BinaryMeasure {
 }  // namespace
 
 bool isBoundedXmlPropertyList(std::string_view text) {
-  return text.size() <= PropertyListBounds::kMostBytes && XmlMeasure(text).isBounded();
+  return text.size() <= PropertyListBounds::kMostBytes && text.find('\0') == std::string_view::npos &&
+         XmlMeasure(text).isBounded();
 }
 
 bool isBoundedBinaryPropertyList(std::string_view data) {

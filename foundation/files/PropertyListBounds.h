@@ -14,10 +14,11 @@ struct PropertyListBounds {
 };
 
 /// Whether the XML text is within the bounds, the entries aside, and its elements are closed in their order.
-/// Internal document type subsets are refused.
+/// Internal document type subsets and zero bytes are refused.
 bool isBoundedXmlPropertyList(std::string_view text);
 
-/// Whether the binary list is within the bounds with every reference followed, and every object lies inside.
+/// Whether the binary list is within the bounds with every reference followed, every object lies inside, and no
+/// text contains a zero character.
 bool isBoundedBinaryPropertyList(std::string_view data);
 
 }  // namespace foundation

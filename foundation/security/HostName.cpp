@@ -14,11 +14,6 @@ namespace {
 
 constexpr unsigned kFlags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT;
 
-std::string_view withoutBrackets(std::string_view host) {
-  const bool isBracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
-  return isBracketed ? host.substr(1, host.size() - 2) : host;
-}
-
 /// The address in network byte order, 4 or 16 bytes; nothing when the host is a name.
 std::optional<std::string> address(std::string_view host) {
   std::array<unsigned char, sizeof(in6_addr)> bytes = {};
@@ -37,7 +32,8 @@ std::optional<std::string> address(std::string_view host) {
 
 bool isIssuedTo(const Certificate& certificate, std::string_view host) {
   const ErrorQueueMark mark;
-  host = withoutBrackets(host);
+  const bool isBracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
+  host = isBracketed ? host.substr(1, host.size() - 2) : host;
   if (host.ends_with('.')) {
     host.remove_suffix(1);
   }
@@ -49,7 +45,7 @@ bool isIssuedTo(const Certificate& certificate, std::string_view host) {
     return X509_check_ip(certificate.x509(), reinterpret_cast<const unsigned char*>(bytes->data()),
                          bytes->size(), kFlags) == 1;
   }
-  return X509_check_host(certificate.x509(), host.data(), host.size(), kFlags, nullptr) == 1;
+  return !isBracketed && X509_check_host(certificate.x509(), host.data(), host.size(), kFlags, nullptr) == 1;
 }
 
 }  // namespace foundation

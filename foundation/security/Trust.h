@@ -31,7 +31,7 @@ enum class TrustStatus : std::uint32_t {
   UnknownIssuer = 0x80012403,       ///< neither sent nor in the store, or not to be relied on itself
   SelfSigned = 0x80012404,          ///< a leaf that is its own issuer and not in the store
   UntrustedRoot = 0x80012405,       ///< a root that was sent and is not in the store
-  WrongPurpose = 0x80012406,        ///< not for a server
+  WrongPurpose = 0x80012406,        ///< not for TLS servers, or an issuer not for theirs
   ConstraintViolated = 0x80012407,  ///< basic, name, path length or policy constraints, unknown critical ones
   WeakKey = 0x80012408,
   WeakDigest = 0x80012409,

@@ -1,0 +1,31 @@
+#pragma once
+
+// What the tests of trust share: the process's certificate store and the user's configuration folder are looked up
+// once in a process, so one authority and one folder serve them all. Made at the first use, on any one thread.
+
+#include <string>
+
+#include "tests/support/CertificateAuthority.h"
+#include "tests/support/TemporaryFolder.h"
+
+class TrustSurroundings {
+ public:
+  /// Its certificate authority is the only one this process trusts, and its revocation list is known.
+  static TrustSurroundings& shared();
+
+  test::CertificateAuthority& authority() { return authority_; }
+  /// The only certificate that is revoked.
+  const test::CertificateAuthority::Leaf& revoked() const { return revoked_; }
+
+  std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
+  /// Replaces the trust settings' file as a whole.
+  void writeSettings(const std::string& content);
+  void removeSettings();
+
+ private:
+  TrustSurroundings();
+
+  test::TemporaryFolder folder_;
+  test::CertificateAuthority authority_;
+  test::CertificateAuthority::Leaf revoked_;
+};
