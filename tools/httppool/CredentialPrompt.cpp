@@ -198,7 +198,7 @@ void CredentialPrompt::post(const std::optional<Answer>& answer) const {
   // "Remember" true tells the library that the host remembers, so that it keeps nothing for later requests. This
   // program remembers nothing by itself: what is to last for the run, the library has to keep.
   json.append(answer->remember == Remember::Yes ? R"(","Remember":false})" : R"(","Remember":true})");
-  json.append({"", 1});
+  json.append(std::string_view("\0", 1));
   if (ZEP_Notification_Post(kAnswer, this, json.text().data()) != 0) {
     ZEP_Notification_Post(kAnswer, this, nullptr);
   }

@@ -95,20 +95,20 @@ bool Terminal::show(std::string_view text) {
 
 std::optional<Secret> Terminal::ask(std::string_view question, Echo echo) {
   std::optional<Secret> line;
-  if (echo == Echo::On) {
-    line = showAndRead(question);
-  } else if (const Silence silence(terminal_); silence.isSilent()) {
-    line = showAndRead(question);
+  {
+    std::optional<Silence> silence;
+    if (echo == Echo::Off) {
+      silence.emplace(terminal_);
+    }
+    if (!silence || silence->isSilent()) {
+      line = show(question) ? readLine() : std::nullopt;
+    }
   }
   if (!line || echo == Echo::Off) {
     // The cursor still stands behind the question. Whether it moves does not matter any more.
     [[maybe_unused]] const ssize_t count = write(terminal_, "\n", 1);
   }
   return line;
-}
-
-std::optional<Secret> Terminal::showAndRead(std::string_view question) {
-  return show(question) ? readLine() : std::nullopt;
 }
 
 std::optional<Secret> Terminal::readLine() {

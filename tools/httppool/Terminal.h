@@ -33,7 +33,6 @@ class Terminal {
   class Silence;
 
   bool waitFor(short event) const;
-  std::optional<Secret> showAndRead(std::string_view question);
   std::optional<Secret> readLine();
 
   int terminal_;

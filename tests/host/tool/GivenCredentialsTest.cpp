@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
+#include <cstdlib>
 #include <optional>
 #include <random>
 #include <string>
@@ -13,6 +15,7 @@
 #include "foundation/ZEP_Foundation.h"
 #include "tests/support/WaitUntil.h"
 #include "tools/httppool/CredentialPrompt.h"
+#include "tools/httppool/Interrupt.h"
 
 namespace tooltest {
 namespace {
@@ -163,6 +166,19 @@ TEST(GivenCredentials, SkipAfterTheClose) {
   prompt.close();
   Asker asker;
   EXPECT_EQ(asker.ask(Rejected::No), kSkip);
+}
+
+// In a process of its own, where the signal stays caught. Its exit status is 0 when all was as expected.
+[[noreturn]] void askAfterAnInterrupt() {
+  httppool::catchInterrupts();
+  CredentialPrompt prompt(annsCredentials());
+  raise(SIGINT);
+  Asker asker;
+  std::_Exit(asker.ask(Rejected::No) == kSkip ? 0 : 1);
+}
+
+TEST(GivenCredentialsDeathTest, SkipAfterAnInterrupt) {
+  EXPECT_EXIT(askAfterAnInterrupt(), testing::ExitedWithCode(0), "");
 }
 
 TEST(GivenCredentials, AreGivenNoLongerThanThePromptLives) {

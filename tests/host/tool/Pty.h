@@ -29,6 +29,7 @@ class Pty {
 
   static constexpr const char* kControlC = "\x03";
   static constexpr const char* kControlD = "\x04";
+  static constexpr const char* kControlS = "\x13";
   static constexpr const char* kControlZ = "\x1a";
   static constexpr const char* kControlBackslash = "\x1c";
 

@@ -257,14 +257,26 @@ TEST(TerminalPrompt, WhatWasTypedBeforeThePasswordIsAskedForIsNotThePassword) {
 TEST(TerminalPrompt, HaltedOutputDoesNotHoldUpATermination) {
   OnTerminal host(ASKING_HOST_PROGRAM, {"a", "b"});
   ASSERT_TRUE(host.terminal().waitFor(kUser));
-  constexpr const char* kControlS = "\x13";
-  host.terminal().type(std::string(kControlS) + "\n");
+  host.terminal().type(std::string(Pty::kControlS) + "\n");
   // The second request's question waits for the output to go on.
   ASSERT_TRUE(test::waitUntil([&] { return contains(host.process().err(), "waiting b\n"); }));
   host.process().signalGroup(SIGTERM);
   const OnTerminal::Result result = host.wait();
   EXPECT_EQ(result.status, 143);
   EXPECT_TRUE(result.out.ends_with("b: skip\n")) << result.out;
+}
+
+TEST(TerminalPrompt, HaltedOutputWithinTheQuestionsDoesNotHoldUpATermination) {
+  OnTerminal host(ASKING_HOST_PROGRAM, {"a"});
+  ASSERT_TRUE(host.terminal().waitFor(kUser));
+  host.terminal().type("ann\n");
+  ASSERT_TRUE(host.terminal().waitFor(kPassword));
+  host.terminal().type(std::string(Pty::kControlS) + "secret\n");
+  ASSERT_TRUE(test::waitUntil([&] { return host.terminal().isEchoing(); }));
+  host.process().signalGroup(SIGTERM);
+  const OnTerminal::Result result = host.wait();
+  EXPECT_EQ(result.status, 143);
+  EXPECT_EQ(result.out, kSkipped);
 }
 
 }  // namespace
