@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -154,6 +155,32 @@ TEST(URLConnectionChallenge, MayBeAnsweredLaterFromAnotherThread) {
   std::thread([&] { delegate.challenges.front()->useCredential(kAlice); }).join();
   EXPECT_TRUE(turner.until([&] { return delegate.ended; }));
   EXPECT_EQ(delegate.body, "in");
+}
+
+TEST(URLConnectionChallenge, TheTimeOfThoseWhoAreAskedIsNotIdleTime) {
+  setenv("ZEP_URL_TIMEOUT_MS", "300", 1);
+  struct Slow : RecordingDelegate {
+    bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& connection,
+                                                         const ProtectionSpace& space) override {
+      std::this_thread::sleep_for(std::chrono::milliseconds(900));  // three times the limit
+      return RecordingDelegate::connectionCanAuthenticateAgainstProtectionSpace(connection, space);
+    }
+  };
+  // The body does not come to its end meanwhile.
+  RawServer server(answering([](const std::string& head) {
+    return has(head, kAliceBasic)
+               ? kDone
+               : "HTTP/1.1 401 No\r\nWWW-Authenticate: Basic realm=r\r\nContent-Length: 9\r\n\r\nno";
+  }));
+  test::Turner turner;
+  Slow delegate;
+  delegate.onChallenge = [](AuthenticationChallenge& challenge) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(900));
+    challenge.useCredential(kAlice);
+  };
+  foundation::URLConnection connection(requestFor(server.url("/")), delegate);
+  ASSERT_TRUE(turner.until([&] { return delegate.ended; }));
+  EXPECT_EQ(delegate.events, (Events{"challenge 0", "response 200", "data", "finish"}));
 }
 
 TEST(URLConnectionChallenge, AnsweredAfterTheCancelOfItsConnectionDoesNothing) {

@@ -108,6 +108,20 @@ TEST(ResponseHead, KnowsLengthAndRedirect) {
   EXPECT_FALSE(headOf({"HTTP/1.1 201 ", "Location: /", ""}).isRedirect());
 }
 
+TEST(ResponseHead, KeepsTheLinesOfAChallengeApart) {
+  const auto lines = [](const char* status) {
+    return headOf({status, "WWW-Authenticate: Bearer realm=\"open", "Proxy-Authenticate: Basic",
+                   "www-authenticate: NTLM", ""})
+        .challengeFields();
+  };
+  EXPECT_EQ(lines("HTTP/1.1 401 No"), (std::vector<std::string>{"Bearer realm=\"open", "NTLM"}));
+  EXPECT_EQ(lines("HTTP/1.1 407 No"), (std::vector<std::string>{"Basic"}));
+  EXPECT_EQ(lines("HTTP/1.1 403 No"), std::vector<std::string>{});
+  EXPECT_EQ(
+      headOf({"HTTP/1.1 103 Hints", "WWW-Authenticate: Basic", "", "HTTP/1.1 401 No", ""}).challengeFields(),
+      std::vector<std::string>{});
+}
+
 TEST(ResponseHead, IsBoundedInBytesAndLines) {
   ResponseHead bytes;
   EXPECT_EQ(bytes.addLine("HTTP/1.1 200 OK\r\n"), ResponseHead::Progress::More);
