@@ -6,7 +6,9 @@
 namespace httppool {
 
 Secret::~Secret() {
-  explicit_bzero(bytes_.data(), bytes_.capacity());
+  if (!bytes_.empty()) {
+    explicit_bzero(bytes_.data(), bytes_.size());
+  }
 }
 
 Secret& Secret::operator=(Secret other) noexcept {
