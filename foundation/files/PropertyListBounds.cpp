@@ -2,12 +2,11 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 namespace foundation {
 namespace {
 
-/// The elements of an XML text, open ones on a stack.
+/// The elements of an XML text, open ones counted.
 class XmlMeasure {
  public:
   explicit XmlMeasure(std::string_view text) : rest_(text) {}
@@ -18,7 +17,7 @@ class XmlMeasure {
         return false;
       }
     }
-    return open_.empty();
+    return open_ == 0;
   }
 
  private:
@@ -59,22 +58,15 @@ class XmlMeasure {
     if (tag.ends_with('/')) {
       return true;
     }
-    const bool isEnd = tag.starts_with('/');
-    tag.remove_prefix(isEnd ? 1 : 0);
-    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n"));
-    if (!isEnd) {
-      open_.push_back(name);
-      return open_.size() <= PropertyListBounds::kDeepestNesting;
+    if (!tag.starts_with('/')) {
+      return ++open_ <= PropertyListBounds::kDeepestNesting;
     }
-    if (open_.empty() || open_.back() != name) {
-      return false;
-    }
-    open_.pop_back();
-    return true;
+    // Whether it closes the right one is libplist's to say: it reads no further when it does not.
+    return open_-- > 0;
   }
 
   std::string_view rest_;
-  std::vector<std::string_view> open_;
+  std::size_t open_ = 0;
 };
 
 /// The objects of a binary list: eight bytes "bplist00", the objects, a table of their offsets, and a trailer of

@@ -145,29 +145,46 @@ void setParameters(X509_STORE_CTX* context, bool isServer, std::time_t date) {
   X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(context), securityLevel());
 }
 
-}  // namespace
-
-std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date) {
-  const ErrorQueueMark mark;
-  const std::vector<Finding> failure = {{0, TrustStatus::InternalError}};
+/// False when it fails inside: the callback lets everything else pass.
+bool verify(Verification& verification, bool isServer, std::time_t date) {
+  const std::vector<Certificate>& chain = verification.chain;
   const CertificateStack sent(sk_X509_new_reserve(nullptr, static_cast<int>(chain.size())));
   const VerificationContext context(X509_STORE_CTX_new());
   X509_STORE* store = CertificateStore::shared();
   if (sent == nullptr || context == nullptr || store == nullptr) {
-    return failure;
+    return false;
   }
   for (std::size_t i = 1; i < chain.size(); ++i) {
     sk_X509_push(sent.get(), chain[i].x509());
   }
   if (X509_STORE_CTX_init(context.get(), store, chain.front().x509(), sent.get()) != 1) {
-    return failure;
+    return false;
   }
-  Verification verification = {.chain = chain, .findings = {}};
   setParameters(context.get(), isServer, date);
   X509_STORE_CTX_set_app_data(context.get(), &verification);
   X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
-  // The callback lets everything pass: what fails here has failed inside.
-  return X509_verify_cert(context.get()) == 1 ? verification.findings : failure;
+  return X509_verify_cert(context.get()) == 1;
+}
+
+/// A verification breaks off at a key that cannot be read.
+Finding failure(const std::vector<Certificate>& chain) {
+  for (std::size_t i = 0; i < chain.size(); ++i) {
+    if (X509_get0_pubkey(chain[i].x509()) == nullptr) {
+      return {i, TrustStatus::Unparseable};
+    }
+  }
+  return {0, TrustStatus::InternalError};
+}
+
+}  // namespace
+
+std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date) {
+  const ErrorQueueMark mark;
+  Verification verification = {.chain = chain, .findings = {}};
+  if (!verify(verification, isServer, date)) {
+    verification.findings.push_back(failure(chain));
+  }
+  return std::move(verification.findings);
 }
 
 }  // namespace foundation

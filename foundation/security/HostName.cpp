@@ -37,7 +37,7 @@ bool isIssuedTo(const Certificate& certificate, std::string_view host) {
   if (host.ends_with('.')) {
     host.remove_suffix(1);
   }
-  // OpenSSL takes an empty host for "any", and one that begins with a dot for "any below".
+  // OpenSSL takes a first dot for "whatever lies below" and overlooks a last zero byte.
   if (host.empty() || host.front() == '.' || host.find('\0') != std::string_view::npos) {
     return false;
   }

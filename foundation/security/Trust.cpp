@@ -58,11 +58,11 @@ TrustResult resultOf(const std::vector<std::vector<TrustStatus>>& chain, UserDec
   if (decision == UserDecision::Deny) {
     return TrustResult::Deny;
   }
-  if (anyOf(chain, [](TrustStatus status) { return status == TrustStatus::InternalError; })) {
-    return TrustResult::OtherError;
-  }
   if (anyOf(chain, isFatal)) {
     return TrustResult::FatalTrustFailure;
+  }
+  if (anyOf(chain, [](TrustStatus status) { return status == TrustStatus::InternalError; })) {
+    return TrustResult::OtherError;
   }
   const bool isForOtherHost =
       anyOf(chain, [](TrustStatus status) { return status == TrustStatus::HostNameMismatch; });

@@ -43,7 +43,7 @@ std::vector<Dictionary> settingsOf(const Array& array) {
 }
 
 TrustList readTrustList(const std::string& path) {
-  constexpr std::size_t kMostBytes = 4 << 20;
+  constexpr std::size_t kMostBytes = 1 << 20;
   const std::optional<Value> root = propertyListFromFile(path, kMostBytes);
   const Value* list = root ? member(&*root, "trustList") : nullptr;
   if (list == nullptr || list->dictionary() == nullptr) {

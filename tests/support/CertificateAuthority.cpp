@@ -86,7 +86,7 @@ std::string CertificateAuthority::rootAndRevocationsFile() {
 
 CertificateAuthority::Leaf CertificateAuthority::issueByIntermediate(const Request& request) {
   makeIntermediate();
-  const Leaf leaf = issue(request, "intermediate");
+  Leaf leaf = issue(request, "intermediate");
   append("intermediate.pem", request.name + ".pem");
   return leaf;
 }
@@ -109,7 +109,7 @@ CertificateAuthority::Leaf CertificateAuthority::wrongHostAndExpired() {
 
 CertificateAuthority::Leaf CertificateAuthority::unknownRoot() {
   makeRoot("stranger", "UnknownRoot");
-  const Leaf leaf = issue({.name = "unknown"}, "stranger");
+  Leaf leaf = issue({.name = "unknown"}, "stranger");
   append("stranger.pem", "unknown.pem");
   return leaf;
 }
@@ -121,13 +121,13 @@ CertificateAuthority::Leaf CertificateAuthority::missingIntermediate() {
 
 CertificateAuthority::Leaf CertificateAuthority::issuedByLeaf() {
   issue({.name = "pretender"}, "root");
-  const Leaf leaf = issue({.name = "child"}, "pretender");
+  Leaf leaf = issue({.name = "child"}, "pretender");
   append("pretender.pem", "child.pem");
   return leaf;
 }
 
 CertificateAuthority::Leaf CertificateAuthority::revoked() {
-  const Leaf leaf = issue({.name = "revoked"}, "root");
+  Leaf leaf = issue({.name = "revoked"}, "root");
   run("ca -config openssl.cnf " + signedBy("root") + " -revoke revoked.pem");
   return leaf;
 }

@@ -1,5 +1,6 @@
 // What the user has laid down about certificates, and what it means for an evaluation.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 #include <sys/stat.h>
@@ -13,6 +14,7 @@
 
 #include "foundation/security/Trust.h"
 #include "foundation/security/TrustSettings.h"
+#include "tests/support/Files.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
 
 namespace foundation {
@@ -147,7 +149,7 @@ TEST_F(TrustSettingsTest, ThereAreNoneInWhatIsNoSuchList) {
       list("<dict><key>" + digest + "</key><dict/></dict>"),
       list("<dict>" + entry(digest, result(3)) + "</dict>"),
       list("<dict>" + entry(digest, "<integer>3</integer>") + "</dict>"),
-      proper + std::string(5 << 20, ' '),
+      proper + std::string(2 << 20, ' '),
   };
   for (const std::string& content : contents) {
     surroundings_.writeSettings(proper);
@@ -176,6 +178,22 @@ TEST_F(TrustSettingsTest, FollowTheFile) {
   EXPECT_EQ(evaluate(good_), TrustResult::Unspecified);
   lay(result(3));
   EXPECT_EQ(evaluate(good_), TrustResult::Deny);
+}
+
+TEST_F(TrustSettingsTest, AreNotReadAgainFromTheSameFile) {
+  lay(result(3));
+  ASSERT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
+  struct stat before = {};
+  ASSERT_EQ(stat(surroundings_.settingsFile().c_str(), &before), 0);
+  std::string content = test::readFile(surroundings_.settingsFile());
+  content.replace(content.find(result(3)), result(3).size(), result(1));
+  test::writeFile(surroundings_.settingsFile(), content);
+  const timespec times[] = {before.st_atim, before.st_mtim};
+  ASSERT_EQ(utimensat(AT_FDCWD, surroundings_.settingsFile().c_str(), times, 0), 0);
+  EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
+  const timespec later[] = {before.st_atim, {.tv_sec = before.st_mtim.tv_sec + 1, .tv_nsec = 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, surroundings_.settingsFile().c_str(), later, 0), 0);
+  EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 1}}}));
 }
 
 TEST_F(TrustSettingsTest, DecideByTheFirstThatSaysTrustOrDeny) {
@@ -229,6 +247,7 @@ TEST_F(TrustSettingsTest, AreReadOnManyThreadsWhileTheFileChanges) {
   std::atomic<int> strange = 0;
   lay(result(3));
   std::vector<std::thread> readers;
+  readers.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     readers.emplace_back([&] {
       while (!isOver) {

@@ -14,8 +14,10 @@ TrustSurroundings& TrustSurroundings::shared() {
   return surroundings;
 }
 
-TrustSurroundings::TrustSurroundings() : revoked_(authority_.revoked()) {
-  setenv("SSL_CERT_FILE", authority_.rootAndRevocationsFile().c_str(), 1);
+TrustSurroundings::TrustSurroundings() : revoked_(authority_.revoked()), storedLeaf_(stranger_.good()) {
+  test::writeFile(folder_.file("store.pem"), test::readFile(authority_.rootAndRevocationsFile()) +
+                                                 test::readFile(storedLeaf_.chainFile));
+  setenv("SSL_CERT_FILE", folder_.file("store.pem").c_str(), 1);
   setenv("SSL_CERT_DIR", folder_.path().c_str(), 1);
   setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
   if (g_get_user_config_dir() != folder_.path()) {

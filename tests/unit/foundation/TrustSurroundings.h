@@ -10,12 +10,16 @@
 
 class TrustSurroundings {
  public:
-  /// Its certificate authority is the only one this process trusts, and its revocation list is known.
+  /// Its certificate authority is the only one this process trusts, and its revocation list is known. The store
+  /// holds one leaf besides.
   static TrustSurroundings& shared();
 
   test::CertificateAuthority& authority() { return authority_; }
   /// The only certificate that is revoked.
   const test::CertificateAuthority::Leaf& revoked() const { return revoked_; }
+
+  /// Signed by nobody known, but in the store itself.
+  const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
 
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
   /// Replaces the trust settings' file as a whole.
@@ -28,4 +32,6 @@ class TrustSurroundings {
   test::TemporaryFolder folder_;
   test::CertificateAuthority authority_;
   test::CertificateAuthority::Leaf revoked_;
+  test::CertificateAuthority stranger_;
+  test::CertificateAuthority::Leaf storedLeaf_;
 };

@@ -79,6 +79,13 @@ std::string withForgedSignature(std::string der) {
   return der;
 }
 
+/// The point of the key is of no form that there is.
+std::string withoutKey(std::string der) {
+  const std::string point("\x03\x42\x00\x04", 4);
+  der.at(der.find(point) + 3) = '\x05';
+  return der;
+}
+
 TEST_F(TrustTest, JudgesEveryKindOfCertificate) {
   using enum TrustResult;
   Authority& ca = authority_;
@@ -134,6 +141,7 @@ TEST_F(TrustTest, JudgesEveryKindOfCertificate) {
        FatalTrustFailure,
        {{HostNameMismatch, Revoked}}},
       {"forged", {withForgedSignature(good[0])}, "localhost", FatalTrustFailure, {{BadSignature}}},
+      {"no key", {withoutKey(good[0])}, "localhost", FatalTrustFailure, {{WeakKey, Unparseable}}},
       {"garbage", {"garbage"}, "localhost", FatalTrustFailure, {{Unparseable}}},
       {"empty leaf", {""}, "localhost", FatalTrustFailure, {{Unparseable}}},
       {"garbage sent along", {good[0], "garbage"}, "localhost", FatalTrustFailure, {{}, {Unparseable}}},
@@ -192,6 +200,12 @@ TEST_F(TrustTest, TakesNothingSentForAnAnchor) {
       {"root not sent", foreign, "localhost", TrustResult::RecoverableTrustFailure, {{}, {UnknownIssuer}}});
 }
 
+TEST_F(TrustTest, TakesALeafOfTheStoreForAnAnchor) {
+  const Chain chain = chainOf(surroundings_.storedLeaf());
+  EXPECT_EQ(evaluate(chain, "localhost"), TrustResult::Unspecified);
+  EXPECT_EQ(evaluate(chain, "elsewhere.test"), TrustResult::RecoverableTrustFailure);
+}
+
 TEST_F(TrustTest, FindsAForgedIntermediate) {
   Chain chain = chainOf(authority_.issueByIntermediate({.name = "underforged"}));
   chain[1] = withForgedSignature(chain[1]);
@@ -243,6 +257,7 @@ TEST_F(TrustTest, ComparesHosts) {
       {"local", false},
       {"localhost.test", false},
       {std::string("localhost\0.test", 15), false},
+      {std::string("localhost\0", 10), false},
       {"", false},
       {".", false},
       {"a.wild.test", true},
@@ -281,7 +296,7 @@ TEST_F(TrustTest, ComparesHosts) {
 TEST_F(TrustTest, LeavesNoErrorsToTheThread) {
   ERR_clear_error();
   evaluate({"garbage"}, "localhost");
-  evaluate({withForgedSignature(chainOf(authority_.good())[0])}, "localhost");
+  evaluate({withoutKey(chainOf(authority_.good())[0])}, "localhost");
   evaluate(chainOf(authority_.weakKey()), "[::1]");
   EXPECT_EQ(ERR_peek_error(), 0U);
 }
@@ -299,6 +314,7 @@ TEST_F(TrustTest, EvaluatesOnManyThreadsAtOnce) {
   constexpr int kTurns = 20;
   std::atomic<int> right = 0;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       for (int turn = 0; turn < kTurns; ++turn) {
