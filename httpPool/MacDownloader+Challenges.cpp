@@ -1,10 +1,13 @@
-// The part of the downloader that meets challenges: refuses a proxy, leaves alone what it cannot answer, and
-// takes a user name and a password from the storage or from the host.
+// The part of the downloader that meets challenges: judges a server's certificates, refuses a proxy, leaves alone
+// what it cannot answer, and takes a user name and a password from the storage or from the host.
 
+#include <mutex>
 #include <string>
 #include <utility>
 
+#include "foundation/security/Trust.h"
 #include "foundation/url/CredentialStorage.h"
+#include "httpPool/CertificationConfirmingHelper.h"
 #include "httpPool/MacDownloader.h"
 #include "support/logstream.h"
 
@@ -15,6 +18,10 @@ using foundation::AuthenticationMethod;
 using foundation::Credential;
 using foundation::CredentialPersistence;
 using foundation::CredentialStorage;
+using foundation::TrustResult;
+
+/// Serialises the beginnings of confirmations, not the panels. Never destroyed: requests may outlive main().
+std::mutex& gLock = *new std::mutex;
 
 constexpr const char* kHandle = "-[MacDownloader handleAuthenticationChallenge:]";
 
@@ -36,28 +43,70 @@ bool MacDownloader::connectionCanAuthenticateAgainstProtectionSpace(
 void MacDownloader::connectionDidReceiveAuthenticationChallenge(
     foundation::URLConnection& /*connection*/, const std::shared_ptr<AuthenticationChallenge>& challenge) {
   if (!m_bFinalStateSet) {
-    handleAuthenticationChallenge(*challenge);
+    handleAuthenticationChallenge(challenge);
   }
 }
 
-void MacDownloader::handleAuthenticationChallenge(AuthenticationChallenge& challenge) {
+void MacDownloader::handleAuthenticationChallenge(const std::shared_ptr<AuthenticationChallenge>& challenge) {
   setShowWarningMsg(false);
-  const foundation::ProtectionSpace& space = challenge.protectionSpace();
+  const foundation::ProtectionSpace& space = challenge->protectionSpace();
   logstream(QLX_LEVEL_INFO, "Unknown").l_value() << kHandle << ", remotehost:" << space.host << std::endl;
   if (space.isProxy) {
-    RefuseProxy(challenge);
+    RefuseProxy(*challenge);
     return;
   }
   switch (space.authenticationMethod) {
+    case AuthenticationMethod::ServerTrust:
+      JudgeServer(challenge);
+      return;
     case AuthenticationMethod::Negotiate:
       return;  // left unanswered on purpose: nobody here can be asked for a ticket
     case AuthenticationMethod::NTLM:
     case AuthenticationMethod::HTTPBasic:
-      AnswerPasswordChallenge(challenge);
+      AnswerPasswordChallenge(*challenge);
       return;
     case AuthenticationMethod::HTTPDigest:
       return;  // likewise
   }
+}
+
+void MacDownloader::JudgeServer(const std::shared_ptr<AuthenticationChallenge>& challenge) {
+  const auto& trust = challenge->protectionSpace().serverTrust;
+  TrustResult result = TrustResult::Invalid;
+  if (!trust || trust->evaluate(result) != 0) {
+    logstream(QLX_LEVEL_WARNING, "Unknown").l_value()
+        << kHandle << ", requesting untrusted connection." << std::endl;
+    Fail(DOWNLOAD_ERROR_CONNECTION);
+    challenge->cancel();
+    return;
+  }
+  switch (result) {
+    case TrustResult::Proceed:
+    case TrustResult::Confirm:
+    case TrustResult::Unspecified:
+      challenge->useCredential(Credential::credentialForTrust(trust));
+      return;
+    case TrustResult::RecoverableTrustFailure:
+      if (m_pDownloadEngine && m_pDownloadEngine->isAdjacency()) {
+        challenge->useCredential(Credential::credentialForTrust(trust));
+      } else {
+        ConfirmServer(challenge);
+      }
+      return;
+    default:
+      break;
+  }
+  TraceInfo(", requesting untrusted connection.");
+  // The other way round than above, on purpose. What the cancel reports comes after the state that is set here.
+  challenge->cancel();
+  Fail(DOWNLOAD_ERROR_CONNECTION);
+}
+
+/// Somebody answers later, on the main thread.
+void MacDownloader::ConfirmServer(const std::shared_ptr<AuthenticationChallenge>& challenge) {
+  getLocalization();
+  const std::lock_guard lock(gLock);
+  CertificationConfirmingHelper::confirmUntrustedCert(challenge);
 }
 
 void MacDownloader::RefuseProxy(AuthenticationChallenge& challenge) {

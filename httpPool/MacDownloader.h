@@ -38,6 +38,7 @@ class IDownloaderEngine {
   virtual foundation::Thread baseThread() const = 0;
   virtual bool isExchAutodiscovering() const = 0;
   virtual bool isGlintRequest() const = 0;
+  /// Whether an untrusted server is accepted without asking.
   virtual bool isAdjacency() const = 0;
   /// On the downloader's thread, which they block until the host has answered.
   virtual void OnAskLocalization() = 0;
@@ -112,7 +113,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   /// Ends and joins the thread. 0.
   int Stop();
   /// On the private thread: decides what to do about a challenge, and asks the host if need be.
-  void handleAuthenticationChallenge(foundation::AuthenticationChallenge& challenge);
+  void handleAuthenticationChallenge(const std::shared_ptr<foundation::AuthenticationChallenge>& challenge);
   /// Has the engine ask for a user name and a password and keeps them, empty ones when there is no engine.
   void OnAskNTLMUserAndPassword();
   void SetNTLMAskedInfo(std::string user, std::string password);
@@ -153,6 +154,8 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void saveRedirectUrl(const foundation::URLResponse& response);
   void HandleResponse429(const foundation::URLResponse& response);
 
+  void JudgeServer(const std::shared_ptr<foundation::AuthenticationChallenge>& challenge);
+  void ConfirmServer(const std::shared_ptr<foundation::AuthenticationChallenge>& challenge);
   void RefuseProxy(foundation::AuthenticationChallenge& challenge);
   void AnswerPasswordChallenge(foundation::AuthenticationChallenge& challenge);
   bool AnswerFromStorage(foundation::AuthenticationChallenge& challenge);

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
 namespace foundation {
+
+class Trust;
 
 /// How long a credential that was used is kept.
 enum class CredentialPersistence : int {
@@ -12,7 +15,7 @@ enum class CredentialPersistence : int {
   ForSession = 1,  ///< until the process ends
 };
 
-/// A user name, perhaps with a password: a value. Never to be traced. UTF-8.
+/// A user name, perhaps with a password; or the acceptance of a server. A value. Never to be traced. UTF-8.
 class Credential {
  public:
   /// Without a password.
@@ -21,6 +24,15 @@ class Credential {
   Credential(std::string user, std::string password, CredentialPersistence persistence)
       : user_(std::move(user)), password_(std::move(password)), persistence_(persistence) {}
 
+  /// Accepts the server that has shown these certificates, whatever comes of their evaluation.
+  static Credential credentialForTrust(std::shared_ptr<Trust> trust) {
+    Credential credential{std::string()};
+    credential.trust_ = std::move(trust);
+    return credential;
+  }
+
+  /// Null unless made for a trust.
+  const std::shared_ptr<Trust>& trust() const { return trust_; }
   const std::string& user() const { return user_; }
   /// An empty password is one, too.
   bool hasPassword() const { return password_.has_value(); }
@@ -34,6 +46,7 @@ class Credential {
   std::string user_;
   std::optional<std::string> password_;
   CredentialPersistence persistence_;
+  std::shared_ptr<Trust> trust_;
 };
 
 }  // namespace foundation

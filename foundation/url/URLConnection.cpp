@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "foundation/runloop/RunLoop.h"
+#include "foundation/security/Trust.h"
 #include "foundation/url/CredentialStorage.h"
 #include "foundation/url/loader/Loader.h"
 #include "foundation/url/loader/TransferClient.h"
@@ -36,6 +37,13 @@ struct Overloaded : Handlers... {
 };
 template <typename... Handlers>
 Overloaded(Handlers...) -> Overloaded<Handlers...>;
+
+bool isInOrder(Trust trust, const std::string& host) {
+  TrustResult result = TrustResult::Invalid;
+  trust.setPolicy(TrustPolicy::ssl(host));
+  return trust.evaluate(result) == 0 &&
+         (result == TrustResult::Proceed || result == TrustResult::Unspecified);
+}
 
 }  // namespace
 
@@ -120,6 +128,16 @@ class URLConnection::Inbox final : public TransferClient,
     if (isClosed()) {
       return;
     }
+    if (const auto& trust = challenge.protectionSpace().serverTrust) {
+      if (credential.trust()) {
+        Loader::shared().trustServer(load_, isInOrder(*trust, challenge.protectionSpace().host)
+                                                ? ServerTrust::InOrder
+                                                : ServerTrust::InSpite);
+      } else {
+        Loader::shared().refuseServer(load_);  // a password does not vouch for a server
+      }
+      return;
+    }
     if (usesCredentialStorage_.value_or(false)) {
       CredentialStorage::sharedCredentialStorage().setCredential(credential, challenge.protectionSpace());
     }
@@ -186,7 +204,7 @@ class URLConnection::Inbox final : public TransferClient,
       }
     }
     if (!delegate_.connectionCanAuthenticateAgainstProtectionSpace(connection_, event.space)) {
-      Loader::shared().declineChallenge(load_);
+      decline(event.space);
       return;
     }
     if (isClosed()) {
@@ -196,6 +214,17 @@ class URLConnection::Inbox final : public TransferClient,
     delegate_.connectionDidReceiveAuthenticationChallenge(
         connection_, std::make_shared<AuthenticationChallenge>(
                          std::move(event.space), event.previousFailureCount, shared_from_this()));
+  }
+
+  /// What nobody wants to judge is judged by the rules.
+  void decline(const ProtectionSpace& space) const {
+    if (!space.serverTrust) {
+      Loader::shared().declineChallenge(load_);
+    } else if (isInOrder(*space.serverTrust, space.host)) {
+      Loader::shared().trustServer(load_, ServerTrust::InOrder);
+    } else {
+      Loader::shared().refuseServer(load_);
+    }
   }
 
   URLConnection& connection_;

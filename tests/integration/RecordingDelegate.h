@@ -17,7 +17,7 @@ namespace test {
 
 class RecordingDelegate : public foundation::URLConnectionDelegate {
  public:
-  /// "redirect 302", "challenge 0", "response 200", "data", "finish", "fail -1005"; a challenge with its failures
+  /// "redirect 302", "challenge 0", "trust", "response 200", "data", "finish", "fail -1005"; a challenge with its failures
   std::vector<std::string> events;
   std::string body;
   std::optional<foundation::URLResponse> response;
@@ -31,6 +31,8 @@ class RecordingDelegate : public foundation::URLConnectionDelegate {
       onRedirect;
   /// What becomes of a challenge; nobody meets any when empty.
   std::function<void(foundation::AuthenticationChallenge&)> onChallenge;
+  /// What becomes of a server's certificates; judged by the rules when empty.
+  std::function<void(foundation::AuthenticationChallenge&)> onServerTrust;
   bool usesStorage = true;
   int storageQuestions = 0;
   /// Called at each event with its name, after it was written down.
@@ -47,14 +49,19 @@ class RecordingDelegate : public foundation::URLConnectionDelegate {
     ++storageQuestions;
     return usesStorage;
   }
-  bool connectionCanAuthenticateAgainstProtectionSpace(
-      foundation::URLConnection& /*connection*/, const foundation::ProtectionSpace& /*space*/) override {
-    return onChallenge != nullptr;
+  bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& /*connection*/,
+                                                       const foundation::ProtectionSpace& space) override {
+    return space.serverTrust ? onServerTrust != nullptr : onChallenge != nullptr;
   }
   void connectionDidReceiveAuthenticationChallenge(
       foundation::URLConnection& connection,
       const std::shared_ptr<foundation::AuthenticationChallenge>& challenge) override {
     challenges.push_back(challenge);
+    if (challenge->protectionSpace().serverTrust) {
+      note(connection, "trust");
+      onServerTrust(*challenge);
+      return;
+    }
     note(connection, "challenge " + std::to_string(challenge->previousFailureCount()));
     onChallenge(*challenge);
   }

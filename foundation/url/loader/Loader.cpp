@@ -100,6 +100,14 @@ void Loader::cancelChallenge(LoadId load) {
   withTransfer(load, [](Transfer& transfer) { transfer.cancelChallenge(); });
 }
 
+void Loader::trustServer(LoadId load, ServerTrust trust) {
+  withTransfer(load, [trust](Transfer& transfer) { transfer.trustServer(trust); });
+}
+
+void Loader::refuseServer(LoadId load) {
+  withTransfer(load, [](Transfer& transfer) { transfer.refuseServer(); });
+}
+
 void Loader::withTransfer(LoadId load, std::function<void(Transfer&)> command) {
   post([this, load, command = std::move(command)] {
     if (Transfer* transfer = find(load)) {
@@ -198,6 +206,7 @@ void Loader::turn() {
     curlTimer_.reset();
     drive(CURL_SOCKET_TIMEOUT, 0);
   }
+  askAboutServers();
   handleMessages();
   retired_.clear();
 }
@@ -233,6 +242,14 @@ void Loader::drive(int socket, int events) {
                    ((events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
   int running = 0;
   curl_multi_socket_action(multi_.get(), socket, mask, &running);
+}
+
+void Loader::askAboutServers() {
+  for (const LoadId load : std::exchange(suspended_, {})) {
+    if (Transfer* transfer = find(load)) {
+      transfer->askAboutServer();
+    }
+  }
 }
 
 void Loader::handleMessages() {
@@ -303,6 +320,20 @@ void Loader::standAside(Transfer& transfer) {
 void Loader::resume(Transfer& transfer) {
   standAside(transfer);
   queued_.push_front(transfer.id());
+}
+
+void Loader::noteServer(const URL& url, ServerTrust trust) {
+  constexpr std::size_t kMostDoubtful = 1000;
+  if (trust == ServerTrust::InOrder) {
+    doubtful_.erase(originOf(url));
+  } else if (doubtful_.size() < kMostDoubtful) {
+    // Whoever is not noted is asked about in a handshake more.
+    doubtful_.insert(originOf(url));
+  }
+}
+
+std::string Loader::originOf(const URL& url) {
+  return url.host() + ":" + std::to_string(url.port());
 }
 
 bool Loader::requeue(Transfer& transfer) {

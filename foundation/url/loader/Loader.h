@@ -10,8 +10,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "foundation/url/Credential.h"
@@ -23,6 +25,12 @@
 namespace foundation {
 
 class Transfer;
+
+/// Why a server is relied on.
+enum class ServerTrust {
+  InOrder,  ///< its certificates are all right
+  InSpite,  ///< they are not, but somebody has accepted them for this load
+};
 
 /// The one loader thread of the process ("zep.urlloader"): every http and https transfer runs on it, over
 /// libcurl's multi interface in its socket form. Starting, cancelling and answering may be done on any thread
@@ -54,6 +62,10 @@ class Loader {
   void useCredential(LoadId load, Credential credential);
   /// Second answer: the load fails.
   void cancelChallenge(LoadId load);
+  /// Answers the question whether to rely on a server: go on with the connection.
+  void trustServer(LoadId load, ServerTrust trust);
+  /// The other answer: the load fails with ServerCertificateUntrusted.
+  void refuseServer(LoadId load);
 
   /// Runs `command` on the loader thread. Any thread.
   void post(std::function<void()> command);
@@ -78,6 +90,12 @@ class Loader {
   void standAside(Transfer& transfer);
   /// Asks for a slot, before all others: the transfer begins (again) when there is one.
   void resume(Transfer& transfer);
+  /// A handshake of the transfer stands still; it is asked about when curl has been left.
+  void noteSuspended(LoadId load) { suspended_.push_back(load); }
+  /// Whether this server was accepted in spite of its certificates the last time: its connections are then kept
+  /// apart from the beginning.
+  bool isDoubtful(const URL& url) const { return doubtful_.contains(originOf(url)); }
+  void noteServer(const URL& url, ServerTrust trust);
   /// Finds the transfer again after work elsewhere; null when it has ended meanwhile.
   Transfer* find(LoadId load) const;
 
@@ -88,7 +106,9 @@ class Loader {
   void turn();
   int millisecondsToWait() const;
   void runCommands();
+  void askAboutServers();
   void handleMessages();
+  static std::string originOf(const URL& url);
   void handleDeadlines();
   void admitQueued();
   void giveSlotBack(Transfer& transfer);
@@ -124,6 +144,8 @@ class Loader {
   std::size_t slots_;
   std::multimap<Clock::time_point, Transfer*> deadlines_;
   std::vector<std::unique_ptr<Transfer>> retired_;
+  std::vector<LoadId> suspended_;
+  std::unordered_set<std::string> doubtful_;
 };
 
 }  // namespace foundation

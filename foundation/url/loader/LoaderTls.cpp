@@ -1,31 +1,130 @@
 #include "foundation/url/loader/LoaderTls.h"
 
+#include <openssl/async.h>
 #include <openssl/ssl.h>
+#include <openssl/x509_vfy.h>
+
+#include <string_view>
 
 #include "foundation/security/CertificateStore.h"
 
 namespace foundation {
-namespace {
 
-CURLcode useCertificateStore(CURL*, void* context, void*) {
-  X509_STORE* store = CertificateStore::shared();
-  if (store == nullptr) {
-    return CURLE_OUT_OF_MEMORY;
+/// OpenSSL's side of a handshake.
+struct HandshakeCallbacks {
+  using Owner = std::shared_ptr<Handshake>;
+
+  static CURLcode prepareContext(CURL*, void* context, void* client) {
+    auto* tls = static_cast<SSL_CTX*>(context);
+    X509_STORE* store = CertificateStore::shared();
+    if (store == nullptr) {
+      return CURLE_OUT_OF_MEMORY;
+    }
+    SSL_CTX_set1_cert_store(tls, store);
+    auto owner = std::make_unique<Owner>(std::make_shared<Handshake>(*static_cast<HandshakeClient*>(client)));
+    Handshake* const handshake = owner->get();
+    if (SSL_CTX_set_ex_data(tls, ownerIndex(), owner.get()) != 1) {
+      return CURLE_OUT_OF_MEMORY;
+    }
+    [[maybe_unused]] const auto* kept = owner.release();  // the context's now
+    // The handshake runs as a job that its callback can suspend.
+    SSL_CTX_set_mode(tls, SSL_MODE_ASYNC);
+    SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verify, handshake);
+    return CURLE_OK;
   }
-  SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), store);
-  return CURLE_OK;
-}
 
-}  // namespace
+ private:
+  static int ownerIndex() {
+    static const int index =
+        SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, &HandshakeCallbacks::release);
+    return index;
+  }
 
-bool configureTls(CURL* easy) {
-  // Without a CA file of its own curl does not parse the system's bundle anew for every connection.
-  return curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2)) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &useCertificateStore) == CURLE_OK;
+  static void release(void*, void* owner, CRYPTO_EX_DATA*, int, long, void*) {
+    delete static_cast<Owner*>(owner);
+  }
+
+  static int verify(X509_STORE_CTX* context, void* argument) {
+    auto& handshake = *static_cast<Handshake*>(argument);
+    auto* tls = static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    const bool isTrusted = handshake.client_ != nullptr && isTrustedServer(handshake, context, tls);
+    handshake.client_ = nullptr;
+    // Else every read from here on would run as a job of its own.
+    SSL_clear_mode(tls, SSL_MODE_ASYNC);
+    X509_STORE_CTX_set_error(context, isTrusted ? X509_V_OK : X509_V_ERR_APPLICATION_VERIFICATION);
+    return isTrusted ? 1 : 0;
+  }
+
+  static bool isTrustedServer(Handshake& handshake, X509_STORE_CTX* context, SSL* tls) {
+    const char* name = SSL_get_servername(tls, TLSEXT_NAMETYPE_host_name);
+    if (name != nullptr && isAnothers(*handshake.client_, name)) {
+      return isStrictlyTrusted(context, name);
+    }
+    return takeChain(handshake, context) && ask(handshake);
+  }
+
+  static bool isAnothers(const HandshakeClient& client, std::string_view name) {
+    std::string_view own = client.serverName();
+    if (own.ends_with('.')) {
+      own.remove_suffix(1);
+    }
+    return own != name;
+  }
+
+  /// A proxy's own certificate is not asked about: it holds for that name or it does not.
+  static bool isStrictlyTrusted(X509_STORE_CTX* context, const char* name) {
+    X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
+    return X509_VERIFY_PARAM_set1_host(parameters, name, 0) == 1 && X509_verify_cert(context) == 1;
+  }
+
+  static bool takeChain(Handshake& handshake, X509_STORE_CTX* context) {
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_untrusted(context);
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
+      unsigned char* bytes = nullptr;
+      const int length = i2d_X509(sk_X509_value(chain, i), &bytes);
+      if (length <= 0) {
+        return false;
+      }
+      handshake.chain_.emplace_back(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+      OPENSSL_free(bytes);
+    }
+    return !handshake.chain_.empty();
+  }
+
+  static bool ask(Handshake& handshake) {
+    if (handshake.chain_.front() == handshake.client_->pinnedLeaf()) {
+      return true;
+    }
+    if (ASYNC_get_current_job() == nullptr) {
+      return false;  // nobody could be waited for
+    }
+    handshake.client_->handshakeSuspended(handshake.shared_from_this());
+    while (handshake.verdict_ == Handshake::Verdict::None) {
+      if (ASYNC_pause_job() != 1) {
+        return false;
+      }
+    }
+    return handshake.verdict_ == Handshake::Verdict::Trusted;
+  }
+};
+
+bool configureTls(CURL* easy, HandshakeClient& client, const std::string& isolation) {
+  const auto set = [easy](CURLoption option, auto value) {
+    return curl_easy_setopt(easy, option, value) == CURLE_OK;
+  };
+  // The host name is part of what the client judges. Without a CA file of its own curl does not parse the system's
+  // bundle anew for every connection. A session of an earlier connection would go by without a question.
+  if (!set(CURLOPT_SSL_VERIFYPEER, 1L) || !set(CURLOPT_SSL_VERIFYHOST, 0L) ||
+      !set(CURLOPT_CAINFO, static_cast<char*>(nullptr)) ||
+      !set(CURLOPT_CAPATH, static_cast<char*>(nullptr)) || !set(CURLOPT_SSL_SESSIONID_CACHE, 0L) ||
+      !set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2)) ||
+      !set(CURLOPT_SSL_CTX_FUNCTION, &HandshakeCallbacks::prepareContext) ||
+      !set(CURLOPT_SSL_CTX_DATA, static_cast<void*>(&client))) {
+    return false;
+  }
+  // curl lets connections serve each other's requests when their settings agree, and does not look at callbacks; a
+  // folder of certificates that is not there makes them differ.
+  return isolation.empty() || set(CURLOPT_CAPATH, isolation.c_str());
 }
 
 }  // namespace foundation

@@ -2,10 +2,53 @@
 
 #include <curl/curl.h>
 
+#include <memory>
+#include <string>
+#include <vector>
+
 namespace foundation {
 
-/// Makes a handle's TLS connections verify the peer's chain and host name strictly, against the process's own
-/// certificate store. False when curl refuses.
-[[nodiscard]] bool configureTls(CURL* easy);
+class Handshake;
+
+/// Who has a handshake made for it.
+class HandshakeClient {
+ public:
+  /// The server has sent its certificates, and the handshake stands still until Handshake::answer(). On the loader
+  /// thread, in the middle of the handshake and on a small stack: only to take note.
+  virtual void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) = 0;
+  /// The host of the URL; a handshake for another name is a proxy's.
+  virtual const std::string& serverName() const = 0;
+  /// The certificate (DER) that this very server may show without a question; empty: none.
+  virtual const std::string& pinnedLeaf() const = 0;
+
+ protected:
+  ~HandshakeClient() = default;
+};
+
+/// One TLS handshake from the server's certificates to the verdict on them. Kept by its connection and by whoever
+/// has to answer. Loader thread.
+class Handshake : public std::enable_shared_from_this<Handshake> {
+ public:
+  enum class Verdict { None, Trusted, Refused };
+
+  explicit Handshake(HandshakeClient& client) : client_(&client) {}
+
+  /// What the server has sent, in DER, its own certificate first.
+  const std::vector<std::string>& chain() const { return chain_; }
+  /// Once. The handshake goes on when curl next drives the connection.
+  void answer(Verdict verdict) { verdict_ = verdict; }
+
+ private:
+  friend struct HandshakeCallbacks;
+
+  /// Null once the handshake is over: the connection may outlive its first client.
+  HandshakeClient* client_;
+  std::vector<std::string> chain_;
+  Verdict verdict_ = Verdict::None;
+};
+
+/// Verification by the client's answer, TLS 1.2 at least. Connections with different `isolation` never serve each
+/// other's requests; empty: shared as usual. False when there is no memory. `client` must outlive the transfer.
+bool configureTls(CURL* easy, HandshakeClient& client, const std::string& isolation);
 
 }  // namespace foundation

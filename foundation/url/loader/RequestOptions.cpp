@@ -4,7 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "foundation/url/loader/LoaderTls.h"
 #include "foundation/url/loader/RequestHeaders.h"
 #include "foundation/url/loader/URLCredential.h"
 
@@ -27,7 +26,8 @@ bool applyTransport(CURL* easy, const RequestOptions& options) {
          set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_HTTP_VERSION, version) &&
          set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) &&
          set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
-         (!options.proxy || set(CURLOPT_PROXY, options.proxy->c_str())) && configureTls(easy);
+         (!options.proxy || set(CURLOPT_PROXY, options.proxy->c_str())) &&
+         configureTls(easy, options.handshakeClient, options.isolation);
 }
 
 bool applyMethodAndBody(CURL* easy, const URLRequest& request) {

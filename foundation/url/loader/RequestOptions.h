@@ -3,10 +3,12 @@
 #include <curl/curl.h>
 
 #include <optional>
+#include <string>
 
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/loader/Authentication.h"
 #include "foundation/url/loader/CurlHandles.h"
+#include "foundation/url/loader/LoaderTls.h"
 #include "foundation/url/loader/ProxyLookUp.h"
 
 namespace foundation {
@@ -17,6 +19,9 @@ struct RequestOptions {
   const ProxyChoice& proxy;
   const std::optional<Authorization>& authorization;
   CURLSH* share;
+  HandshakeClient& handshakeClient;
+  /// LoaderTls.h.
+  const std::string& isolation;
 };
 
 /// Sets the options on a new handle. The request and `headers`, which receives the header fields, must outlive

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/security/Trust.h"
 #include "foundation/url/loader/ChallengeParser.h"
 #include "foundation/url/loader/ChallengedSpace.h"
 #include "foundation/url/loader/FailedLookUp.h"
@@ -56,6 +57,9 @@ void Transfer::perform() {
   verdict_.reset();
   refusal_.reset();
   message_.front() = '\0';
+  if (isolation_.empty() && (!pinnedLeaf_.empty() || loader_.isDoubtful(*request_.url()))) {
+    isolation_ = "connections of load " + std::to_string(id_);
+  }
   phase_ = Phase::AwaitingHead;
 
   if (!configure() || curl_multi_add_handle(loader_.multi(), easy_.get()) != CURLM_OK) {
@@ -81,6 +85,9 @@ void Transfer::completed(CURLcode result) {
       break;
     case Phase::Draining:
       drained();
+      break;
+    case Phase::Reconnecting:
+      resend();
       break;
     case Phase::Proposed:
     case Phase::Challenged:
@@ -152,9 +159,61 @@ void Transfer::useCredential(const Credential& credential) {
 }
 
 void Transfer::cancelChallenge() {
-  if (phase_ == Phase::Challenged || isChallengeOpen()) {
+  if (phase_ == Phase::AwaitingTrust || phase_ == Phase::Challenged || isChallengeOpen()) {
     fail(URLErrorCode::UserCancelledAuthentication, "the challenge was cancelled");
   }
+}
+
+void Transfer::askAboutServer() {
+  if (!handshake_) {
+    return;
+  }
+  if (phase_ != Phase::AwaitingHead) {
+    goOnWithHandshake(Handshake::Verdict::Refused);  // nobody is left to ask
+    return;
+  }
+  phase_ = Phase::AwaitingTrust;
+  loader_.clearDeadline(*this);
+  const URL& url = *request_.url();
+  ProtectionSpace space{.host = url.host(),
+                        .port = url.port(),
+                        .protocol = url.scheme(),
+                        .realm = {},
+                        .authenticationMethod = AuthenticationMethod::ServerTrust};
+  space.serverTrust = std::make_shared<Trust>(handshake_->chain(), TrustPolicy::ssl(url.host()));
+  client_->challenged(std::move(space), 0);
+}
+
+void Transfer::trustServer(ServerTrust trust) {
+  if (phase_ != Phase::AwaitingTrust) {
+    return;
+  }
+  touch();
+  loader_.noteServer(*request_.url(), trust);
+  if (trust == ServerTrust::InSpite && isolation_.empty()) {
+    // This connection could serve other loads: once more, on one that cannot.
+    pinnedLeaf_ = handshake_->chain().front();
+    phase_ = Phase::Reconnecting;
+    goOnWithHandshake(Handshake::Verdict::Refused);
+    return;
+  }
+  phase_ = Phase::AwaitingHead;
+  loader_.setDeadline(*this, lastActivity_ + loader_.limits().idle);
+  goOnWithHandshake(Handshake::Verdict::Trusted);
+}
+
+void Transfer::refuseServer() {
+  if (phase_ == Phase::AwaitingTrust) {
+    fail(URLErrorCode::ServerCertificateUntrusted, "the certificates of the server are not in order");
+  }
+}
+
+/// A handshake that stands still must come to an end before its handle is removed, else its memory is lost.
+void Transfer::goOnWithHandshake(Handshake::Verdict verdict) {
+  std::exchange(handshake_, nullptr)->answer(verdict);
+  // curl watches nothing while it waits for the job; this makes it look again.
+  curl_easy_pause(easy_.get(), CURLPAUSE_RECV);
+  curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
 }
 
 /// Taken, and not answered yet.
@@ -196,6 +255,8 @@ void Transfer::follow() {
     fail(URLErrorCode::BadURL, "the method is no token");
   } else {
     authentication_.redirected(*request_.url());
+    pinnedLeaf_.clear();
+    isolation_.clear();
     begin();
   }
 }
@@ -310,7 +371,10 @@ void Transfer::diagnoseLookUp() {
 /// itself.
 void Transfer::leave() {
   loader_.clearDeadline(*this);
-  if (attached_ && mayBeResolving_) {
+  if (attached_ && handshake_) {
+    phase_ = Phase::Silenced;
+    goOnWithHandshake(Handshake::Verdict::Refused);
+  } else if (attached_ && mayBeResolving_) {
     phase_ = Phase::Silenced;
   } else {
     end();
@@ -341,6 +405,11 @@ void Transfer::touch() {
 bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
   refusal_ = makeURLError(code, detail);
   return false;
+}
+
+void Transfer::handshakeSuspended(const std::shared_ptr<Handshake>& handshake) {
+  handshake_ = handshake;
+  loader_.noteSuspended(id_);
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
@@ -435,6 +504,10 @@ bool Transfer::putChallenge(const ProtectionSpace& space) {
 
 void Transfer::deliverResponse() {
   phase_ = Phase::InBody;
+  if (!isolation_.empty()) {
+    // Nobody else may use the connection. Not earlier: NTLM needs it for several requests.
+    curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
+  }
   const std::size_t expected = request_.HTTPMethod() == "HEAD" ? 0 : head_.contentLength().value_or(0);
   if (expected > loader_.limits().bodyBytes) {
     refuse(URLErrorCode::DataLengthExceedsMaximum,
@@ -513,7 +586,9 @@ bool Transfer::configure() {
                                               {.request = request_,
                                                .proxy = proxy_,
                                                .authorization = authentication_.authorization(),
-                                               .share = loader_.share()},
+                                               .share = loader_.share(),
+                                               .handshakeClient = *this,
+                                               .isolation = isolation_},
                                               headers_)) {
     return false;
   }

@@ -16,6 +16,7 @@
 #include "foundation/url/loader/CurlHandles.h"
 #include "foundation/url/loader/ErrorTable.h"
 #include "foundation/url/loader/Loader.h"
+#include "foundation/url/loader/LoaderTls.h"
 #include "foundation/url/loader/ProxyLookUp.h"
 #include "foundation/url/loader/ResponseHead.h"
 #include "foundation/url/loader/TransferClient.h"
@@ -25,7 +26,7 @@ namespace foundation {
 /// One http or https load, redirects and challenges included: a curl handle, where the load stands, and whom it
 /// reports to.
 /// Owned by the loader; lives on the loader thread. Its end goes through Loader::retire.
-class Transfer {
+class Transfer final : private HandshakeClient {
  public:
   Transfer(Loader& loader, Loader::LoadId id, URLRequest request, std::shared_ptr<TransferClient> client);
   ~Transfer();
@@ -42,6 +43,10 @@ class Transfer {
   void takeChallenge();
   void useCredential(const Credential& credential);
   void cancelChallenge();
+  void trustServer(ServerTrust trust);
+  void refuseServer();
+  /// A handshake stands still, and curl has been left.
+  void askAboutServer();
   /// curl is done with the handle.
   void completed(CURLcode result);
   /// The deadline that the transfer set has come.
@@ -54,6 +59,8 @@ class Transfer {
     Queued,
     FindingProxy,
     AwaitingHead,        ///< connecting, sending, waiting for the answer's head
+    AwaitingTrust,       ///< the handshake stands still until somebody has judged the server
+    Reconnecting,        ///< the handshake is ended, for one on a connection of its own
     Proposed,            ///< a redirect is proposed; its body, if any, is held
     Challenged,          ///< a challenge is put, and not yet taken or declined; its body, if any, is held
     Draining,            ///< the body of a redirect that is followed, or of a challenge, is read away
@@ -85,6 +92,10 @@ class Transfer {
   void touch();
   bool refuse(URLErrorCode code, const std::string& detail);
   bool isSigningConnectionIn() const;
+  void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) override;
+  const std::string& serverName() const override { return request_.url()->host(); }
+  const std::string& pinnedLeaf() const override { return pinnedLeaf_; }
+  void goOnWithHandshake(Handshake::Verdict verdict);
 
   bool takeHeaderLine(std::string_view line);
   bool holdHead();
@@ -112,6 +123,12 @@ class Transfer {
   bool mayBeResolving_ = false;
   bool outOfDescriptors_ = false;
   bool paused_ = false;
+
+  std::shared_ptr<Handshake> handshake_;
+  /// The server's certificate that was accepted in spite of its evaluation.
+  std::string pinnedLeaf_;
+  /// Not empty: connections are this load's own.
+  std::string isolation_;
 
   ResponseHead head_;
   /// The head is complete, but curl may still answer it by itself: it counts once the body begins or ends.

@@ -71,8 +71,8 @@ class ChallengeTest : public testing::Test {
   }
 
   void challenge(int previousFailureCount = 0) {
-    AuthenticationChallenge challenge(space, previousFailureCount, sender);
-    downloader->handleAuthenticationChallenge(challenge);
+    downloader->handleAuthenticationChallenge(
+        std::make_shared<AuthenticationChallenge>(space, previousFailureCount, sender));
   }
   void store(const Credential& credential) {
     CredentialStorage::sharedCredentialStorage().setCredential(credential, space);
