@@ -15,7 +15,16 @@ namespace httppool {
 namespace {
 
 enum Option { kData = 'd', kHeader = 'H', kOutput = 'o', kMethod = 'X', kHelp = 'h' };
-enum LongOnlyOption { kDataFile = 256, kTimeout, kSnapshot, kUser, kPasswordFile, kVersion };
+enum LongOnlyOption {
+  kDataFile = 256,
+  kTimeout,
+  kSnapshot,
+  kUser,
+  kPasswordFile,
+  kTrustOnFirstUse,
+  kNoTrust,
+  kVersion
+};
 
 const option kCommonOptions[] = {{"help", no_argument, nullptr, kHelp},
                                  {"version", no_argument, nullptr, kVersion},
@@ -24,6 +33,8 @@ const option kRunOptions[] = {{"timeout", required_argument, nullptr, kTimeout},
                               {"snapshot", no_argument, nullptr, kSnapshot},
                               {"user", required_argument, nullptr, kUser},
                               {"password-file", required_argument, nullptr, kPasswordFile},
+                              {"trust-on-first-use", no_argument, nullptr, kTrustOnFirstUse},
+                              {"no-trust", no_argument, nullptr, kNoTrust},
                               {"help", no_argument, nullptr, kHelp},
                               {"version", no_argument, nullptr, kVersion},
                               {nullptr, 0, nullptr, 0}};
@@ -36,6 +47,8 @@ const option kGetOptions[] = {{"data", required_argument, nullptr, kData},
                               {"snapshot", no_argument, nullptr, kSnapshot},
                               {"user", required_argument, nullptr, kUser},
                               {"password-file", required_argument, nullptr, kPasswordFile},
+                              {"trust-on-first-use", no_argument, nullptr, kTrustOnFirstUse},
+                              {"no-trust", no_argument, nullptr, kNoTrust},
                               {"help", no_argument, nullptr, kHelp},
                               {"version", no_argument, nullptr, kVersion},
                               {nullptr, 0, nullptr, 0}};
@@ -136,6 +149,10 @@ class Reading {
       case kPasswordFile:
         passwordFile_ = optarg;
         return;
+      case kTrustOnFirstUse:
+        return takeTrust(Trust::OnFirstUse);
+      case kNoTrust:
+        return takeTrust(Trust::No);
       default:
         return;
     }
@@ -173,6 +190,13 @@ class Reading {
       return fail("--timeout \"" + escaped(text) + "\" is not a number of seconds between 0 and 1000000");
     }
     arguments_.limit = std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * 1000)));
+  }
+
+  void takeTrust(Trust trust) {
+    if (arguments_.trust != Trust::Ask && arguments_.trust != trust) {
+      return fail("--trust-on-first-use and --no-trust exclude each other");
+    }
+    arguments_.trust = trust;
   }
 
   void takeCredentials() {
@@ -272,6 +296,8 @@ options of get and run:
       --snapshot           show the library's snapshot of all pools at the end
       --user NAME          with --password-file: answer a server that asks for a password; without the two
       --password-file FILE   the terminal is asked. The password is the first line of FILE, "-" is stdin
+      --trust-on-first-use accept certificates that cannot be verified, if they are for the right host
+      --no-trust           accept none; without the two the terminal is asked
 
 A task takes one line: status, elapsed time, name, result. With a single URL and without -o the body goes to
 stdout and the line to stderr.

@@ -8,6 +8,7 @@
 
 #include "Credentials.h"
 #include "Job.h"
+#include "TrustPrompt.h"
 
 namespace httppool {
 
@@ -19,6 +20,7 @@ struct Arguments {
   std::string jobFile;         // run
   std::optional<std::chrono::milliseconds> limit;
   bool showSnapshot = false;
+  Trust trust = Trust::Ask;                // get and run
   std::optional<Credentials> credentials;  // get and run; none: the terminal is asked
   std::string error;                       // not empty: the arguments cannot be used, and this says why
 };

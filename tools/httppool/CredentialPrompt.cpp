@@ -161,6 +161,7 @@ std::optional<CredentialPrompt::Answer> CredentialPrompt::givenAnswer() const {
 }
 
 std::optional<CredentialPrompt::Answer> CredentialPrompt::ask(std::string_view reason) const {
+  const std::lock_guard turn(Terminal::turn());
   Terminal terminal(stop_);
   if (!terminal.isUsable() || !terminal.show(reason)) {
     return std::nullopt;

@@ -52,6 +52,11 @@ class Terminal::Silence {
   bool isSilent_;
 };
 
+std::mutex& Terminal::turn() {
+  static std::mutex& only = *new std::mutex;  // a thread may be asking while the process exits
+  return only;
+}
+
 // Not blocking: neither a terminal whose output is halted nor one that nobody types at may hold up the end of the
 // program. The descriptor is of an opening of its own, so that no other program's is changed.
 Terminal::Terminal(int stop)

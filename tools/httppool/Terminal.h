@@ -2,6 +2,7 @@
 // Belongs to the thread that makes it. Every question ends at once when the program is interrupted.
 #pragma once
 
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -12,6 +13,9 @@ namespace httppool {
 class Terminal {
  public:
   enum class Echo { On, Off };
+
+  // Held by whoever asks, so that questions of several threads do not mix.
+  static std::mutex& turn();
 
   // `stop` is a descriptor that becomes readable when no answer is wanted any more. It stays the caller's.
   explicit Terminal(int stop);

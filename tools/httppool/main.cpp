@@ -11,6 +11,7 @@
 #include "JobFile.h"
 #include "Report.h"
 #include "Runner.h"
+#include "TrustPrompt.h"
 
 namespace httppool {
 namespace {
@@ -28,6 +29,7 @@ int complain(const std::string& what, int status) {
 int runPools(const Arguments& arguments, Report& report) {
   catchInterrupts();
   CredentialPrompt prompt(arguments.credentials);
+  const TrustPrompt trustPrompt(arguments.trust, arguments.limit);
   Runner runner(
       arguments.pools, [&](const TaskOutcome& outcome) { report.show(outcome); }, [&] { prompt.close(); });
   const Runner::Stop stop = runner.run(arguments.limit);

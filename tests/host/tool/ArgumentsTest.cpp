@@ -55,6 +55,8 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"get", "-d", "x", "-o", "f", "u"},
                 "a body and a download file are both given: a download is asked for without a body"},
         Refused{{"get", "-o", "f", "u", "v"}, "-o takes one URL only"},
+        Refused{{"get", "--no-trust", "u", "--trust-on-first-use"},
+                "--trust-on-first-use and --no-trust exclude each other"},
         Refused{{"get", "-o", "", "u"}, "-o needs the name of a file"},
         Refused{{"get", "-o", "/", "u"}, "cannot write /: it is a folder"},
         Refused{{"get", "-o", "/no/such/folder/f", "u"},
