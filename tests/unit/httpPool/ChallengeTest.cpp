@@ -12,8 +12,12 @@
 #include "Fakes.h"
 #include "TraceLog.h"
 #include "Turning.h"
+#include "foundation/ZEP_Foundation.h"
+#include "foundation/security/Trust.h"
 #include "foundation/url/CredentialStorage.h"
+#include "httpPool/CertificationConfirmingHelper.h"
 #include "httpPool/MacDownloader.h"
+#include "tests/support/CertificateAuthority.h"
 
 namespace {
 
@@ -282,6 +286,86 @@ TEST_F(ChallengeTest, TheWarningIsForOneChallenge) {
   challenge(1);
   challenge(0);
   EXPECT_THAT(engine.warnings, ElementsAre(true, false));
+}
+
+// --- Server trust. ---
+
+class ServerTrustTest : public ChallengeTest {
+ protected:
+  ServerTrustTest() { space.authenticationMethod = AuthenticationMethod::ServerTrust; }
+  void show(const std::vector<std::string>& derChain) {
+    space.serverTrust = std::make_shared<foundation::Trust>(derChain, foundation::TrustPolicy::ssl("asker"));
+  }
+  /// All lines from the refusal on.
+  static std::vector<std::string> order() {
+    std::vector<std::string> texts;
+    for (const TraceLine& line : takeTrace()) {
+      texts.push_back(std::to_string(line.level) + line.text);
+    }
+    return texts;
+  }
+};
+
+TEST_F(ServerTrustTest, AnEvaluationThatFailsRefusesTheServer) {
+  show({});
+  challenge();
+  EXPECT_EQ(sender->cancels, 1);
+  EXPECT_EQ(downloader->errorCode(), 1);
+  EXPECT_EQ(downloader->GetDownloadState(), HTTP_CALL_FAILED);
+  EXPECT_THAT(
+      order(),
+      ElementsAre(HasSubstr("remotehost:asker"),
+                  "4-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n",
+                  HasSubstr("errorcode:1"), HasSubstr("state:1")));
+}
+
+TEST_F(ServerTrustTest, AFatalFailureRefusesTheServer) {
+  show({"no certificate at all"});
+  engine.adjacency = true;
+  challenge();
+  EXPECT_EQ(sender->cancels, 1);
+  EXPECT_EQ(downloader->errorCode(), 1);
+  EXPECT_EQ(downloader->GetDownloadState(), HTTP_CALL_FAILED);
+  EXPECT_THAT(
+      order(),
+      ElementsAre(HasSubstr("remotehost:asker"),
+                  "2-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n",
+                  HasSubstr("errorcode:1"), HasSubstr("state:1")));
+  EXPECT_EQ(engine.localizationsAsked, 0);
+}
+
+TEST_F(ServerTrustTest, ARecoverableFailureOfAnAdjacencyRequestIsAcceptedWithoutAsking) {
+  test::CertificateAuthority authority;
+  show(test::CertificateAuthority::derChain(authority.selfSigned().chainFile));
+  engine.adjacency = true;
+  challenge();
+  ASSERT_EQ(sender->used.size(), 1U);
+  EXPECT_EQ(sender->used.front().trust(), space.serverTrust);
+  EXPECT_EQ(engine.localizationsAsked, 0);
+}
+
+TEST_F(ServerTrustTest, AWrongHostIsARecoverableFailureThatTheTextsAreAskedFor) {
+  test::CertificateAuthority authority;
+  show(test::CertificateAuthority::derChain(authority.selfSigned().chainFile));
+  std::vector<std::string> panels;
+  ZEP_TrustPanel_SetRunner(
+      [](const char* request, void* context) {
+        static_cast<std::vector<std::string>*>(context)->emplace_back(request);
+        return 1;
+      },
+      &panels);
+  EXPECT_FALSE(
+      CertificationConfirmingHelper::checkHostNameMismatch(AuthenticationChallenge(space, 0, sender)));
+  for (int i = 1; i <= 2; ++i) {
+    challenge();
+    EXPECT_TRUE(turnUntil([&] { return sender->cancels == i; }));
+  }
+  EXPECT_EQ(engine.localizationsAsked, 2);
+  ASSERT_EQ(panels.size(), 1U) << "shown once for each host";
+  EXPECT_THAT(panels.front(), HasSubstr(R"("panel":"certificate")"));
+  EXPECT_THAT(sender->used, IsEmpty());
+  EXPECT_EQ(downloader->errorCode(), 0) << "the load's own failure tells";
+  ZEP_TrustPanel_SetRunner(nullptr, nullptr);
 }
 
 TEST_F(ChallengeTest, WithoutAnEngineNobodyIsAsked) {
