@@ -97,18 +97,23 @@ std::optional<TrustStatus> statusOf(int error) {
   }
 }
 
-/// The certificate of ours at that depth of the chain being verified, or the one beneath it that needs it.
+/// The certificate of ours that needs the one the verification is at.
+std::size_t indexBeneath(const Verification& verification, X509_STORE_CTX* context) {
+  const STACK_OF(X509)* verified = X509_STORE_CTX_get0_chain(context);
+  for (int depth = X509_STORE_CTX_get_error_depth(context) - 1; depth > 0; --depth) {
+    if (const auto index = verification.indexOf(sk_X509_value(verified, depth))) {
+      return *index;
+    }
+  }
+  return 0;
+}
+
 Finding findingAt(const Verification& verification, X509_STORE_CTX* context, TrustStatus status) {
   if (const auto index = verification.indexOf(X509_STORE_CTX_get_current_cert(context))) {
     return {*index, status};
   }
-  const STACK_OF(X509)* verified = X509_STORE_CTX_get0_chain(context);
-  for (int depth = X509_STORE_CTX_get_error_depth(context) - 1; depth > 0; --depth) {
-    if (const auto index = verification.indexOf(sk_X509_value(verified, depth))) {
-      return {*index, TrustStatus::UnknownIssuer};
-    }
-  }
-  return {0, TrustStatus::UnknownIssuer};
+  // What nobody may accept stays that, whoever's it is.
+  return {indexBeneath(verification, context), isRecoverable(status) ? TrustStatus::UnknownIssuer : status};
 }
 
 void record(Verification& verification, X509_STORE_CTX* context) {
@@ -134,15 +139,16 @@ int securityLevel() {
   return level;
 }
 
-void setParameters(X509_STORE_CTX* context, bool isServer, std::time_t date) {
-  if (isServer) {
-    X509_STORE_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER);
+[[nodiscard]] bool setParameters(X509_STORE_CTX* context, bool isServer, std::time_t date) {
+  if (isServer && X509_STORE_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER) != 1) {
+    return false;
   }
   X509_STORE_CTX_set_time(context, 0, date);
   // Whatever stands in the store is an anchor, issuer or not.
   X509_STORE_CTX_set_flags(context,
                            X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
   X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(context), securityLevel());
+  return true;
 }
 
 /// False when it fails inside: the callback lets everything else pass.
@@ -157,10 +163,10 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   for (std::size_t i = 1; i < chain.size(); ++i) {
     sk_X509_push(sent.get(), chain[i].x509());
   }
-  if (X509_STORE_CTX_init(context.get(), store, chain.front().x509(), sent.get()) != 1) {
+  if (X509_STORE_CTX_init(context.get(), store, chain.front().x509(), sent.get()) != 1 ||
+      !setParameters(context.get(), isServer, date)) {
     return false;
   }
-  setParameters(context.get(), isServer, date);
   X509_STORE_CTX_set_app_data(context.get(), &verification);
   X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
   return X509_verify_cert(context.get()) == 1;
@@ -177,6 +183,19 @@ Finding failure(const std::vector<Certificate>& chain) {
 }
 
 }  // namespace
+
+bool isRecoverable(TrustStatus status) {
+  switch (status) {
+    case TrustStatus::Revoked:
+    case TrustStatus::Rejected:
+    case TrustStatus::BadSignature:
+    case TrustStatus::Unparseable:
+    case TrustStatus::InternalError:
+      return false;
+    default:
+      return true;
+  }
+}
 
 std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date) {
   const ErrorQueueMark mark;

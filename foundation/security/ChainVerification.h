@@ -16,6 +16,9 @@ struct Finding {
   TrustStatus status;
 };
 
+/// Whether a user may decide to accept a certificate in spite of it.
+bool isRecoverable(TrustStatus status);
+
 /// Everything that is wrong with a chain (leaf first, not empty) at that time, the host name left aside, by the
 /// process's certificate store: the verification goes on after each finding. Any thread.
 std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date);

@@ -32,11 +32,6 @@ UserDecision userDecision(const Certificate& leaf) {
   return UserDecision::None;
 }
 
-bool isFatal(TrustStatus status) {
-  return status == TrustStatus::Revoked || status == TrustStatus::Rejected ||
-         status == TrustStatus::BadSignature || status == TrustStatus::Unparseable;
-}
-
 /// The place of a status in its certificate's list.
 int rank(TrustStatus status) {
   switch (status) {
@@ -58,10 +53,11 @@ TrustResult resultOf(const std::vector<std::vector<TrustStatus>>& chain, UserDec
   if (decision == UserDecision::Deny) {
     return TrustResult::Deny;
   }
-  if (anyOf(chain, isFatal)) {
+  const auto isInternal = [](TrustStatus status) { return status == TrustStatus::InternalError; };
+  if (anyOf(chain, [&](TrustStatus status) { return !isRecoverable(status) && !isInternal(status); })) {
     return TrustResult::FatalTrustFailure;
   }
-  if (anyOf(chain, [](TrustStatus status) { return status == TrustStatus::InternalError; })) {
+  if (anyOf(chain, isInternal)) {
     return TrustResult::OtherError;
   }
   const bool isForOtherHost =

@@ -87,8 +87,8 @@ class FOUNDATION_EXPORT Trust {
   /// the trust.
   const Certificate* certificateAtIndex(std::size_t index) const;
   /// One list for each certificate, of the last evaluation; empty before the first. A list begins with the host
-  /// name, then come the dates, then the rest. What is wrong with a certificate that was not sent stands as
-  /// UnknownIssuer with the one it was needed for.
+  /// name, then come the dates, then the rest. What is wrong with a certificate that was not sent stands with
+  /// the one it was needed for, as UnknownIssuer where it is recoverable.
   const std::vector<std::vector<TrustStatus>>& statusChain() const { return statusChain_; }
   const std::string& policyHost() const { return policy_.host; }
 

@@ -126,9 +126,17 @@ CertificateAuthority::Leaf CertificateAuthority::issuedByLeaf() {
   return leaf;
 }
 
+CertificateAuthority::Leaf CertificateAuthority::issuedByRevoked() {
+  makeIntermediate("disgraced");
+  Leaf leaf = issue({.name = "orphan"}, "disgraced");
+  append("disgraced.pem", "orphan.pem");
+  revoke("disgraced");
+  return leaf;
+}
+
 CertificateAuthority::Leaf CertificateAuthority::revoked() {
   Leaf leaf = issue({.name = "revoked"}, "root");
-  run("ca -config openssl.cnf " + signedBy("root") + " -revoke revoked.pem");
+  revoke("revoked");
   return leaf;
 }
 
@@ -174,10 +182,14 @@ void CertificateAuthority::makeRoot(const std::string& name, const std::string& 
   issueAuthority(name, commonName, "-selfsign -keyfile " + name + ".key", kRootExtensions);
 }
 
-void CertificateAuthority::makeIntermediate() {
-  if (!fileExists(folder_.file("intermediate.pem"))) {
-    issueAuthority("intermediate", "TestIntermediate", signedBy("root"), kIntermediateExtensions);
+void CertificateAuthority::makeIntermediate(const std::string& name) {
+  if (!fileExists(folder_.file(name + ".pem"))) {
+    issueAuthority(name, "Test-" + name, signedBy("root"), kIntermediateExtensions);
   }
+}
+
+void CertificateAuthority::revoke(const std::string& name) {
+  run("ca -config openssl.cnf " + signedBy("root") + " -revoke " + name + ".pem");
 }
 
 void CertificateAuthority::append(const std::string& name, const std::string& to) {

@@ -61,6 +61,8 @@ class CertificateAuthority {
   Leaf missingIntermediate();
   /// Signed by a leaf, which is sent along.
   Leaf issuedByLeaf();
+  /// Signed by an intermediate that is sent along and stands in rootAndRevocationsFile().
+  Leaf issuedByRevoked();
   /// Stands in rootAndRevocationsFile().
   Leaf revoked();
   Leaf clientOnly() { return issue({.name = "client", .extendedKeyUsage = "clientAuth"}); }
@@ -81,7 +83,8 @@ class CertificateAuthority {
   void sign(const std::string& name, const std::string& signer, const std::string& extensions,
             const std::string& options);
   void makeRoot(const std::string& name, const std::string& commonName);
-  void makeIntermediate();
+  void makeIntermediate(const std::string& name = "intermediate");
+  void revoke(const std::string& name);
   void append(const std::string& name, const std::string& to);
   void run(const std::string& arguments);
 

@@ -14,9 +14,14 @@ TrustSurroundings& TrustSurroundings::shared() {
   return surroundings;
 }
 
-TrustSurroundings::TrustSurroundings() : revoked_(authority_.revoked()), storedLeaf_(stranger_.good()) {
+TrustSurroundings::TrustSurroundings()
+    : revoked_(authority_.revoked()),
+      revokedIssuersLeaf_(authority_.issuedByRevoked()),
+      storedLeaf_(stranger_.good()) {
+  const std::string chain = test::readFile(revokedIssuersLeaf_.chainFile);
   test::writeFile(folder_.file("store.pem"), test::readFile(authority_.rootAndRevocationsFile()) +
-                                                 test::readFile(storedLeaf_.chainFile));
+                                                 test::readFile(storedLeaf_.chainFile) +
+                                                 chain.substr(chain.rfind("-----BEGIN")));
   setenv("SSL_CERT_FILE", folder_.file("store.pem").c_str(), 1);
   setenv("SSL_CERT_DIR", folder_.path().c_str(), 1);
   setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);

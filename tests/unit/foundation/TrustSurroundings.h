@@ -11,12 +11,13 @@
 class TrustSurroundings {
  public:
   /// Its certificate authority is the only one this process trusts, and its revocation list is known. The store
-  /// holds one leaf besides.
+  /// holds storedLeaf() and the issuer of revokedIssuersLeaf() besides.
   static TrustSurroundings& shared();
 
   test::CertificateAuthority& authority() { return authority_; }
-  /// The only certificate that is revoked.
   const test::CertificateAuthority::Leaf& revoked() const { return revoked_; }
+  /// With its issuer, which is revoked.
+  const test::CertificateAuthority::Leaf& revokedIssuersLeaf() const { return revokedIssuersLeaf_; }
 
   /// Signed by nobody known, but in the store itself.
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
@@ -32,6 +33,7 @@ class TrustSurroundings {
   test::TemporaryFolder folder_;
   test::CertificateAuthority authority_;
   test::CertificateAuthority::Leaf revoked_;
+  test::CertificateAuthority::Leaf revokedIssuersLeaf_;
   test::CertificateAuthority stranger_;
   test::CertificateAuthority::Leaf storedLeaf_;
 };

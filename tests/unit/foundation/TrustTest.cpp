@@ -212,6 +212,12 @@ TEST_F(TrustTest, FindsAForgedIntermediate) {
   expectOutcome({"forged", chain, "localhost", TrustResult::FatalTrustFailure, {{}, {BadSignature}}});
 }
 
+TEST_F(TrustTest, FindsARevokedIntermediateSentOrNot) {
+  const Chain chain = chainOf(surroundings_.revokedIssuersLeaf());
+  expectOutcome({"sent", chain, "localhost", TrustResult::FatalTrustFailure, {{}, {Revoked}}});
+  expectOutcome({"not sent", {chain[0]}, "localhost", TrustResult::FatalTrustFailure, {{Revoked}}});
+}
+
 TEST_F(TrustTest, EvaluatesAtTheGivenDate) {
   Trust trust(chainOf(authority_.issueByIntermediate({.name = "dated", .notAfter = "20210101000000Z"})),
               TrustPolicy::ssl("localhost"));
