@@ -9,12 +9,7 @@ namespace foundation {
 
 void CertificatePanel::runModalForTrust(const std::vector<std::string>& certificates, const std::string& host,
                                         ShowGroup showGroup) {
-  PanelRequest request{.kind = PanelKind::Certificate,
-                       .host = host,
-                       .message = {},
-                       .informativeText = {},
-                       .alternateButtonTitle = {},
-                       .certificates = certificates};
+  PanelRequest request{.kind = PanelKind::Certificate, .host = host, .certificates = certificates};
   if (showGroup == ShowGroup::No) {
     request.certificates.resize(std::min<std::size_t>(request.certificates.size(), 1));
   }

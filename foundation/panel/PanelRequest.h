@@ -16,13 +16,13 @@ enum class PanelKind { Trust, Certificate };
 /// the text of a JSON object (ZEP_Foundation.h).
 struct PanelRequest {
   PanelKind kind = PanelKind::Trust;
-  std::string host;
-  std::string message;
-  std::string informativeText;
+  std::string host = {};
+  std::string message = {};
+  std::string informativeText = {};
   /// Of the button that declines.
-  std::string alternateButtonTitle;
+  std::string alternateButtonTitle = {};
   /// PEM (RFC 7468), leaf first.
-  std::vector<std::string> certificates;
+  std::vector<std::string> certificates = {};
 };
 
 /// No more than this is sent to the panel's program, nor read by it.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gcr/gcr.h>
+#include <gcr/gcr-base.h>
 
 #include <memory>
 #include <optional>
