@@ -61,13 +61,15 @@ typedef enum ZEP_HTTP_TASK_STATUS {
  * Property 7 is, when the task is done, the body as text (bytes that are not UTF-8: as they are, up to the first
  * zero byte), or the path of the downloaded file; when it failed, {"errorID":n,"errorReason":m}:
  *   0  not an error of URL loading
- *   1  no network, connection lost, name server did not answer; a proxy that demands a password
+ *   1  no network, connection lost, name server did not answer; a proxy that demands a password; a server
+ *      certificate that is revoked or that the user's trust settings deny
  *   2  a status other than 200, 404 and 407; or host not found, connection refused, TLS failure
- *   3  signing in was skipped or refused (ZEP_Foundation.h tells how the host is asked)
+ *   3  signing in was skipped or refused, or a server certificate that does not hold was (ZEP_Foundation.h tells
+ *      how host and user are asked)
  *   4  no byte in either direction for 60 s
  *   5  status 429 of a "Glint" request; errorReason is the retry delay in milliseconds
- *   6  anything else; among it a server certificate that is not trusted, an answer that is not HTTP, too many
- *      redirects, a malformed method, a body that does not fit into memory
+ *   6  anything else; among it an answer that is not HTTP, too many redirects, a malformed method, a body that does
+ *      not fit into memory
  * errorReason is 0 otherwise. Statuses 404 and 407 are done, with their bodies.
  */
 typedef enum ZEP_HTTP_TASK_PROPERTY {

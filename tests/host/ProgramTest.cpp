@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CertificateAuthority.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Files.h"
 #include "tests/support/NginxServer.h"
@@ -54,6 +55,19 @@ TEST(Program, OfTheReadmeSignsIn) {
     EXPECT_EQ(host.wait().value_or(ChildProcess::End{}), (ChildProcess::End{.exitStatus = 0}));
     EXPECT_EQ(readFile(folder.file("output")), one.output);
   }
+}
+
+TEST(Program, OfTheReadmeDeclinesAnUntrustedServer) {
+  CertificateAuthority authority;
+  NginxServer server({.certificate = authority.selfSigned()});
+  TemporaryFolder folder;
+  ChildProcess host({.arguments = {README_SIGN_IN_HOST_PROGRAM, server.tlsUrl("/text")},
+                     .outputFile = folder.file("output")});
+  EXPECT_EQ(host.wait().value_or(ChildProcess::End{}), (ChildProcess::End{.exitStatus = 0}));
+  const std::string output = readFile(folder.file("output"));
+  EXPECT_TRUE(output.starts_with("not trusted: {\"panel\":\"trust\"")) << output;
+  EXPECT_TRUE(output.ends_with("5: {\"errorID\":3,\"errorReason\":0}\n")) << output;
+  EXPECT_TRUE(server.accesses().empty());
 }
 
 TEST(Program, WithQtsEventLoop) {
