@@ -120,6 +120,10 @@ bool PanelProcess::watch() {
     return true;
   }
   const int error = errno;
+  if (error == ESRCH) {
+    loseTrack();
+    return false;
+  }
   endChild();
   fail("cannot watch its program", error);
   return false;
@@ -181,12 +185,17 @@ void PanelProcess::childEnded() {
   ending_.reset();
   sending_.reset();
   receiving_.reset();
-  hasEnded_ = true;
   if (result == 0) {
+    hasEnded_ = true;
     judge(end.si_code, end.si_status);
   } else {
-    failure_ = "the host does not keep how its children end";
+    loseTrack();
   }
+}
+
+void PanelProcess::loseTrack() {
+  failure_ = "the host does not keep how its children end";
+  hasEnded_ = true;
 }
 
 void PanelProcess::judge(int code, int status) {

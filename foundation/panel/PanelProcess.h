@@ -51,6 +51,7 @@ class PanelProcess {
   bool receiveSome();
   void childEnded();
   void endChild();
+  void loseTrack();
   void judge(int code, int status);
 
   std::string unsent_;

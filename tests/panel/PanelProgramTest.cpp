@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <ostream>
@@ -19,6 +20,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 
 namespace test {
 namespace {
@@ -159,7 +161,7 @@ TEST_F(PanelProgram, WorksWithoutStandardDescriptors) {
   EXPECT_TRUE(isConfirmed);
 }
 
-int childrensEnds = 0;
+std::atomic<int> childrensEnds{0};
 
 TEST_F(PanelProgram, LeavesTheHostsHandlerOfChildrenAlone) {
   struct sigaction before {};
@@ -168,10 +170,10 @@ TEST_F(PanelProgram, LeavesTheHostsHandlerOfChildrenAlone) {
   own.sa_flags = SA_RESTART;
   ASSERT_EQ(sigaction(SIGCHLD, &own, &before), 0);
   EXPECT_TRUE(answerOf("echo confirmed"));
+  EXPECT_TRUE(waitUntil([] { return childrensEnds == 1; }));
   struct sigaction after {};
   sigaction(SIGCHLD, &before, &after);
   EXPECT_EQ(after.sa_handler, own.sa_handler);
-  EXPECT_EQ(childrensEnds, 1);
 }
 
 TEST_F(PanelProgram, IsNotConfirmedWhenTheHostThrowsTheEndAway) {
