@@ -275,12 +275,13 @@ TEST_F(TlsWithSettings, UnspecifiedAcceptsTheConfirmedChallenge) {
 TEST_F(TlsWithSettings, ThatDecideNothingLeaveTheChallengeUnanswered) {
   settle({9, 8});
   const PanelHost host(kConfirmed);
-  pool.add("task", {.url = server.tlsUrl("/text")});
-  ASSERT_EQ(pool.launch("task"), ZEP_HTTP_TASK_REQUESTING);
+  HostPool waiting("waiting");
+  waiting.add("task", {.url = server.tlsUrl("/text")});
+  ASSERT_EQ(waiting.launch("task"), ZEP_HTTP_TASK_REQUESTING);
   ASSERT_TRUE(turnUntil([&] { return !host.panels().empty(); }));
   turnFor(std::chrono::seconds(1));
-  EXPECT_EQ(pool.status("task"), ZEP_HTTP_TASK_REQUESTING);
-  ZEP_HttpPool_TaskReset(pool.name().c_str(), "task");
+  EXPECT_EQ(waiting.status("task"), ZEP_HTTP_TASK_REQUESTING);
+  ZEP_HttpPool_TaskReset(waiting.name().c_str(), "task");
   EXPECT_TRUE(server.accesses().empty());
   EXPECT_EQ(run(), done("Hello, pool!"));
 }
