@@ -39,7 +39,7 @@ std::string panelProgram() {
   for (const std::string& place :
        {folder.empty() ? folder : folder + "/../libexec/zep", folder.empty() ? folder : folder + "/zep",
         std::string(ZEP_PANEL_FOLDER)}) {
-    if (const std::string path = place + kName; !place.empty() && isProgram(path)) {
+    if (std::string path = place + kName; !place.empty() && isProgram(path)) {
       return path;
     }
   }

@@ -55,4 +55,11 @@ TEST(ShownText, LongHostNamesLoseTheirBeginning) {
   EXPECT_EQ(shownHost("evil.test", 9), "evil.test");
 }
 
+TEST(ShownText, LongRunsCanBeBroken) {
+  const std::string run(40, 'a');
+  EXPECT_EQ(breakable(run + " " + run), run + " " + run);
+  EXPECT_EQ(breakable(run + run + "b"), run + "\xE2\x80\x8B" + run + "\xE2\x80\x8B" + "b");
+  EXPECT_EQ(breakable(""), "");
+}
+
 }  // namespace

@@ -10,6 +10,7 @@ namespace {
 enum class Lines { Keep, Join };
 
 constexpr const char* kReplacement = "\xEF\xBF\xBD";
+constexpr const char* kZeroWidthSpace = "\xE2\x80\x8B";
 constexpr const char* kEllipsis = "\xE2\x80\xA6";
 
 /// Marks that texts in some languages need, and that alone do no harm.
@@ -93,4 +94,19 @@ std::string shownHost(std::string_view host, std::size_t limit) {
     text.replace(0, offset(text, length - limit), kEllipsis);
   }
   return text;
+}
+
+std::string breakable(const std::string& text) {
+  constexpr int kLongestRun = 40;
+  std::string result;
+  int run = 0;
+  for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {
+    run = g_unichar_isspace(g_utf8_get_char(at)) ? 0 : run + 1;
+    if (run > kLongestRun) {
+      result += kZeroWidthSpace;
+      run = 1;
+    }
+    result.append(at, static_cast<const char*>(g_utf8_next_char(at)));
+  }
+  return result;
 }

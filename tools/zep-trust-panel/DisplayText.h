@@ -13,3 +13,6 @@ std::string shownText(std::string_view text, std::size_t limit);
 std::string shownLine(std::string_view text, std::size_t limit);
 /// A host name on one line; the end is what counts in a name, so a long one loses its beginning.
 std::string shownHost(std::string_view host, std::size_t limit);
+/// The text with a place to end the line in every long run without blanks: laying out a run takes the toolkit the
+/// square of its length, seconds for a few thousand characters.
+std::string breakable(const std::string& text);

@@ -84,14 +84,14 @@ GtkWidget* makeHead(const PanelRequest& request, const std::vector<std::string>&
   gtk_widget_set_valign(icon, GTK_ALIGN_START);
   add(head, icon);
   GtkWidget* const texts = column(kGap);
-  GtkWidget* const heading = boldLabel(headingOf(request));
+  GtkWidget* const heading = boldLabel(breakable(headingOf(request)));
   setAttribute(heading, pango_attr_scale_new(kHeadingScale));
   add(texts, heading);
   for (const std::string& reason : reasons) {
-    add(texts, wrappedLabel(reason));
+    add(texts, wrappedLabel(breakable(reason)));
   }
   if (!request.informativeText.empty()) {
-    add(texts, wrappedLabel(shownText(request.informativeText, kLongestText)));
+    add(texts, wrappedLabel(breakable(shownText(request.informativeText, kLongestText))));
   }
   gtk_box_pack_start(asBox(head), texts, TRUE, TRUE, 0);
   return head;

@@ -1,5 +1,8 @@
 // What the sanitizers would find here is the toolkit's: it releases little at the end of a process.
 
+// The names are the sanitizers' own.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+
 extern "C" {
 
 __attribute__((visibility("default"))) const char* __asan_default_options() {
@@ -11,3 +14,5 @@ __attribute__((visibility("default"))) const char* __tsan_default_options() {
 }
 
 }  // extern "C"
+
+// NOLINTEND(bugprone-reserved-identifier)
