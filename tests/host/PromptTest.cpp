@@ -6,8 +6,10 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/CertificateAuthority.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Files.h"
+#include "tests/support/NginxServer.h"
 #include "tests/support/RawServer.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
@@ -17,8 +19,9 @@ namespace {
 
 class Prompt : public testing::Test {
  protected:
-  ChildProcess start(const std::string& way) {
-    return ChildProcess({.arguments = {PROMPT_HOST_PROGRAM, way, server_.url("/")},
+  ChildProcess start(const std::string& way) { return start(way, server_.url("/")); }
+  ChildProcess start(const std::string& way, const std::string& url) {
+    return ChildProcess({.arguments = {PROMPT_HOST_PROGRAM, way, url},
                          .workingFolder = folder_.path(),
                          .outputFile = folder_.file("output")});
   }
@@ -50,6 +53,15 @@ TEST_F(Prompt, ThatNobodyAnswersDoesNotHoldUpTheProcesssEnd) {
   ChildProcess host = start("exit");
   EXPECT_EQ(host.wait().value_or(ChildProcess::End{}), (ChildProcess::End{.exitStatus = 0}));
   EXPECT_TRUE(hasSaid("asked"));
+}
+
+TEST_F(Prompt, ThatNobodyAnswersInAHandshakeDoesNotHoldUpTheProcesssEnd) {
+  CertificateAuthority authority;
+  NginxServer untrusted({.certificate = authority.selfSigned()});
+  ChildProcess host = start("exit", untrusted.tlsUrl("/text"));
+  EXPECT_EQ(host.wait().value_or(ChildProcess::End{}), (ChildProcess::End{.exitStatus = 0}));
+  EXPECT_TRUE(hasSaid("asked"));
+  EXPECT_TRUE(untrusted.accesses().empty());
 }
 
 }  // namespace

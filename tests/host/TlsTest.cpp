@@ -104,6 +104,9 @@ INSTANTIATE_TEST_SUITE_P(
                         Verdict::Asked},
             Certificate{"IssuedByLeaf", [](CA& ca) { return ca.issuedByLeaf(); }, Verdict::Asked},
             Certificate{"ClientOnly", [](CA& ca) { return ca.clientOnly(); }, Verdict::Asked},
+            Certificate{"WeakKey", [](CA& ca) { return ca.weakKey(); }, Verdict::Asked},
+            Certificate{"WeakDigest", [](CA& ca) { return ca.weakDigest(); }, Verdict::Asked},
+            Certificate{"CommonNameOnly", [](CA& ca) { return ca.commonNameOnly(); }, Verdict::Shown},
             Certificate{"WrongHost", [](CA& ca) { return ca.wrongHost(); }, Verdict::Shown},
             Certificate{"WrongAddress", [](CA& ca) { return ca.wrongAddress(); }, Verdict::Shown,
                         "127.0.0.1"},
@@ -294,18 +297,48 @@ TEST_F(Tls, PlainHttpOnTheTlsPortFailsLikeAnyTlsFailure) {
 
 TEST_F(Tls, ATaskMayBeEndedWhileItsPanelIsOpen) {
   NginxServer server({.certificate = authority.selfSigned()});
+  const std::function<void(const char*)> ways[] = {
+      [](const char* pool) { ZEP_HttpPool_TaskReset(pool, "task"); },
+      [](const char* pool) { ZEP_HttpPool_RemoveTask(pool, "task"); },
+      [](const char* pool) { ZEP_HttpPool_ClearTask(pool); },
+      [](const char* pool) { ZEP_HttpPool_Destroy(pool); },
+  };
+  for (const auto& end : ways) {
+    HostPool pool;
+    bool isClosed = false;
+    const PanelHost host([&](const std::string&) {
+      end(pool.name().c_str());
+      ZEP_RunLoop_Run(50);
+      isClosed = true;
+      return 0;
+    });
+    pool.add("task", {.url = server.tlsUrl("/text")});
+    ASSERT_EQ(pool.launch("task"), ZEP_HTTP_TASK_REQUESTING);
+    ASSERT_TRUE(turnUntil([&] { return isClosed; }));
+    turnFor(std::chrono::milliseconds(300));
+    EXPECT_NE(pool.status("task"), ZEP_HTTP_TASK_DONE);
+    EXPECT_TRUE(server.waitForOpenConnections(0)) << "the handshake goes with its task";
+  }
+  EXPECT_TRUE(server.accesses().empty());
+}
+
+/// The answer comes when the task is gone, and counts for the next one.
+TEST_F(Tls, AnAnswerThatComesTooLateIsKeptForTheHost) {
+  NginxServer server({.certificate = authority.selfSigned()});
   HostPool pool;
   const PanelHost host([&](const std::string&) {
     ZEP_HttpPool_TaskReset(pool.name().c_str(), "task");
-    ZEP_RunLoop_Run(50);
     return kConfirmed;
   });
   pool.add("task", {.url = server.tlsUrl("/text")});
-  ASSERT_EQ(pool.launch("task"), ZEP_HTTP_TASK_REQUESTING);
+  pool.launch("task");
   ASSERT_TRUE(turnUntil([&] { return !host.panels().empty(); }));
   turnFor(std::chrono::milliseconds(300));
   EXPECT_EQ(pool.status("task"), ZEP_HTTP_TASK_UNINITIALIZED);
   EXPECT_TRUE(server.accesses().empty());
+  HostPool next("next");
+  EXPECT_EQ(next.run({.url = server.tlsUrl("/text")}), done("Hello, pool!"));
+  EXPECT_EQ(host.panels().size(), 1U);
 }
 
 TEST_F(Tls, ManyUntrustedHostsDoNotHoldUpOthers) {

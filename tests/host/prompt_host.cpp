@@ -50,6 +50,14 @@ int main(int argc, char** argv) {
         isAsked = true;
       },
       nullptr);
+  // An untrusted server stands still here, in the middle of its handshake.
+  ZEP_Notification_AddObserver(
+      "HTTPLocalizationRequired",
+      [](const char*, const void*, const char*, void*) {
+        say("asked");
+        isAsked = true;
+      },
+      nullptr);
   ZEP_HttpPool_Create("pool");
   ZEP_HttpPool_AddTask("pool", "task");
   ZEP_HttpPool_SetTaskProperty("pool", "task", ZEP_HTTP_TASK_PROP_URL, argv[2]);
