@@ -20,8 +20,8 @@ using foundation::CredentialPersistence;
 using foundation::CredentialStorage;
 using foundation::TrustResult;
 
-/// Serialises the beginnings of confirmations, not the panels. Never destroyed: requests may outlive main().
-std::mutex& gLock = *new std::mutex;
+/// Serialises the beginnings of confirmations, not the panels.
+constinit std::mutex gLock;
 
 constexpr const char* kHandle = "-[MacDownloader handleAuthenticationChallenge:]";
 

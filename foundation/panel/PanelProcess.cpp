@@ -57,7 +57,8 @@ class SpawnSettings {
   posix_spawnattr_t attributes_;
 };
 
-/// A host without standard descriptors gets theirs handed out here; the child's are set up in place of them.
+/// In a host without standard descriptors theirs are the next to be handed out; what the host then prints would
+/// go into the socket.
 Descriptor aboveTheStandardOnes(int number) {
   const Descriptor original(number);
   return Descriptor(fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
@@ -115,17 +116,20 @@ bool PanelProcess::start(const std::string& program) {
 }
 
 bool PanelProcess::watch() {
-  childDescriptor_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, child_, 0)));
+  const int number = static_cast<int>(syscall(SYS_pidfd_open, child_, 0));
+  const int error = errno;
+  if (number >= 0) {
+    childDescriptor_ = aboveTheStandardOnes(number);
+  }
   if (childDescriptor_.isOpen()) {
     return true;
   }
-  const int error = errno;
-  if (error == ESRCH) {
+  if (number < 0 && error == ESRCH) {
     loseTrack();
     return false;
   }
   endChild();
-  fail("cannot watch its program", error);
+  fail("cannot watch its program", number < 0 ? error : errno);
   return false;
 }
 

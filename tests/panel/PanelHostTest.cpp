@@ -62,6 +62,19 @@ TEST_F(PanelHost, ThatIsKilledTakesThePanelAlong) {
   EXPECT_TRUE(waitUntil([&] { return hasEnded(panel); }));
 }
 
+TEST_F(PanelHost, ThatIsKilledTakesThePanelAlongThoughAForkLives) {
+  const auto host = start();
+  const pid_t panel = screen->processOf(screen->window(kTitle));
+  kill(host->id(), SIGUSR2);
+  const auto output = [&] { return readFile(folder.file("output")); };
+  ASSERT_TRUE(waitUntil([&] { return output().find('\n') != std::string::npos; }));
+  const pid_t fork = std::stoi(output());
+  kill(host->id(), SIGKILL);
+  EXPECT_TRUE(waitUntil([&] { return hasEnded(panel); }));
+  EXPECT_FALSE(hasEnded(fork));
+  kill(fork, SIGKILL);
+}
+
 TEST_F(PanelHost, WhoseEndOfTheInputClosesIsNotConfirmed) {
   // The shell stays, so that only the end of the input can close the panel.
   writeFile(folder.file("line"), jsonText(request()) + "\n");

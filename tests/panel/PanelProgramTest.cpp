@@ -145,13 +145,15 @@ TEST_F(PanelProgram, GetsNothingElseOfTheHost) {
   close(77);
 }
 
-TEST_F(PanelProgram, WorksWithoutStandardDescriptors) {
+TEST_F(PanelProgram, WorksWithoutTheStandardDescriptorsAndTakesNone) {
   std::vector<int> kept;
   for (const int number : {0, 1, 2}) {
     kept.push_back(fcntl(number, F_DUPFD_CLOEXEC, 10));
     close(number);
   }
-  const bool isConfirmed = answerOf("read line; echo noise >&2; echo confirmed");
+  const bool isConfirmed = answerOf(
+      "read line; echo noise >&2 && for number in 0 1 2; do [ -e /proc/$PPID/fd/$number ] && exit 1; done; "
+      "echo confirmed");
   for (const int number : {0, 1, 2}) {
     if (kept[number] >= 0) {
       dup2(kept[number], number);

@@ -36,6 +36,11 @@ TEST_F(PanelWindow, EnterDeclines) {
   EXPECT_EQ(warnings.text(), "");
 }
 
+TEST_F(PanelWindow, EnterDeclinesFromTheTextsToo) {
+  EXPECT_FALSE(show(request(), [](Screen& s) { s.press(s.window(kTitle), {"Tab", "Return"}); }));
+  EXPECT_EQ(warnings.text(), "");
+}
+
 TEST_F(PanelWindow, SpaceDeclines) {
   EXPECT_FALSE(show(request(), [](Screen& s) { s.press(s.window(kTitle), {"space"}); }));
   EXPECT_EQ(warnings.text(), "");

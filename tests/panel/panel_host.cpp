@@ -1,8 +1,9 @@
 // A host with a panel open, asked for by a worker as the library does it. Its request is the file that its argument
-// names, else a small one. SIGUSR1 makes it exit at once, in the middle of the panel. Else it ends with the panel and
-// says what was answered.
+// names, else a small one. SIGUSR1 makes it exit at once, in the middle of the panel. SIGUSR2 makes it fork a process
+// that does nothing for two minutes, and say its number. Else it ends with the panel and says what was answered.
 
 #include <glib-unix.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,12 +32,26 @@ void print(foundation::TraceLevel, std::string_view text) {
   std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
+gboolean forkOne(gpointer) {
+  constexpr unsigned kSeconds = 120;
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(kSeconds);
+    pause();
+    _exit(0);
+  }
+  std::printf("%d\n", static_cast<int>(child));
+  std::fflush(stdout);
+  return G_SOURCE_CONTINUE;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   foundation::setTraceSink(print);
   g_unix_signal_add(
       SIGUSR1, [](gpointer) -> gboolean { std::exit(3); }, nullptr);
+  g_unix_signal_add(SIGUSR2, forkOne, nullptr);
   foundation::DispatchQueue::global().async([request = requestFrom(argc, argv)] {
     foundation::DispatchQueue::main().sync([&] {
       std::puts(foundation::runPanel(request) ? "confirmed" : "declined");
