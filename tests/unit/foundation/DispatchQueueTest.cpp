@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -82,21 +83,25 @@ TEST(DispatchQueue, ABlockOfTheMainOneThatTurnsTheLoopLetsNoOtherIn) {
 }
 
 TEST(DispatchQueue, WorkersAreNotHeldUpByWhoeverWaitsInTheGlobalOne) {
-  std::mutex gate;
-  gate.lock();
-  std::atomic<int> waiting = 0;
+  struct Gate {
+    std::mutex mutex;
+    std::atomic<int> passed = 0;
+  };
+  // Shared: the last block may still be leaving when the test is over.
+  const auto gate = std::make_shared<Gate>();
+  gate->mutex.lock();
   for (int i = 0; i < 100; ++i) {
-    DispatchQueue::global().async([&] {
-      const std::lock_guard wait(gate);
-      ++waiting;
+    DispatchQueue::global().async([gate] {
+      const std::lock_guard wait(gate->mutex);
+      ++gate->passed;
     });
   }
   bool ran = false;
   DispatchQueue::workers().sync([&] { ran = true; });
   EXPECT_TRUE(ran);
-  EXPECT_EQ(waiting, 0);
-  gate.unlock();
-  while (waiting < 100) {
+  EXPECT_EQ(gate->passed, 0);
+  gate->mutex.unlock();
+  while (gate->passed < 100) {
     std::this_thread::yield();
   }
 }
