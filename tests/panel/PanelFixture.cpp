@@ -1,10 +1,13 @@
 #include "tests/panel/PanelFixture.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <stdexcept>
 #include <utility>
 
 #include "foundation/panel/TrustPanelRunner.h"
 #include "tests/support/Files.h"
+#include "tests/support/WaitUntil.h"
 
 namespace test {
 
@@ -34,8 +37,16 @@ foundation::PanelRequest PanelTest::request() {
 }
 
 bool PanelTest::show(const foundation::PanelRequest& request, std::function<void(Screen&)> act) {
-  const Person person(*screen, std::move(act));
-  return foundation::runPanel(request);
+  std::atomic<bool> isClosed{false};
+  const Person person(*screen, [&isClosed, act = std::move(act)](Screen& there) {
+    act(there);
+    if (!waitUntil([&] { return isClosed.load(); })) {
+      throw std::runtime_error("the panel is still open");
+    }
+  });
+  const bool isConfirmed = foundation::runPanel(request);
+  isClosed = true;
+  return isConfirmed;
 }
 
 std::pair<int, int> PanelTest::confirmingButton(const Screen::Geometry& window, int scale) {
