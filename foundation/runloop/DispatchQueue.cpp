@@ -64,6 +64,10 @@ void runThereAndWait(DispatchQueue& queue, const std::shared_ptr<AwaitedBlock>& 
   block->wait();
 }
 
+/// Guards the blocks of every worker queue. Constant-initialized: GLib may serve a new queue with a thread of an
+/// older one, and what hands the queue over to it is nothing that a thread sanitizer can see.
+constinit std::mutex workerQueuesMutex;
+
 /// A set of worker threads. The blocks wait in a queue of our own; GLib's pool decides how many threads serve it.
 class WorkerQueue final : public DispatchQueue {
  public:
@@ -74,7 +78,7 @@ class WorkerQueue final : public DispatchQueue {
 
   void async(std::function<void()> block) override {
     {
-      const std::lock_guard lock(mutex_);
+      const std::lock_guard lock(workerQueuesMutex);
       blocks_.push_back(std::move(block));
     }
     g_thread_pool_push(pool_, this, nullptr);
@@ -90,7 +94,7 @@ class WorkerQueue final : public DispatchQueue {
   void runOne() noexcept {
     std::function<void()> block;
     {
-      const std::lock_guard lock(mutex_);
+      const std::lock_guard lock(workerQueuesMutex);
       block = std::move(blocks_.front());
       blocks_.pop_front();
     }
@@ -98,7 +102,6 @@ class WorkerQueue final : public DispatchQueue {
   }
 
   GThreadPool* pool_ = nullptr;
-  std::mutex mutex_;
   std::deque<std::function<void()>> blocks_;
 };
 
