@@ -1,16 +1,13 @@
 #include "foundation/files/PropertyList.h"
 
-#include <fcntl.h>
 #include <plist/plist.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "foundation/base/Release.h"
 #include "foundation/files/PropertyListBounds.h"
+#include "foundation/files/RegularFile.h"
 
 namespace foundation {
 namespace {
@@ -98,37 +95,14 @@ std::optional<Value> valueOf(plist_t node) {
   }
 }
 
-/// An open file descriptor, closed by the destructor.
-class Descriptor {
- public:
-  // A pipe without a writer must not hold up its reader.
-  explicit Descriptor(const std::string& path)
-      : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-  ~Descriptor() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
-
 /// The file's bytes; nothing when it cannot be read or there are more.
-std::optional<std::string> bytesOf(int descriptor, std::size_t maxBytes) {
+std::optional<std::string> bytesOf(const RegularFile& file, std::size_t maxBytes) {
   constexpr std::size_t kPiece = 64 << 10;
   std::string bytes;
   while (bytes.size() <= maxBytes) {
     const std::size_t length = bytes.size();
     bytes.resize(length + kPiece);
-    ssize_t got = 0;
-    do {
-      got = read(descriptor, bytes.data() + length, kPiece);
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = file.read(bytes.data() + length, kPiece);
     if (got < 0) {
       return std::nullopt;
     }
@@ -159,12 +133,8 @@ std::optional<Value> propertyListFromData(std::string_view data) {
 }
 
 std::optional<Value> propertyListFromFile(const std::string& path, std::size_t maxBytes) {
-  const Descriptor file(path);
-  struct stat status = {};
-  if (file.number() < 0 || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return std::nullopt;
-  }
-  const std::optional<std::string> bytes = bytesOf(file.number(), maxBytes);
+  const RegularFile file(path);
+  const std::optional<std::string> bytes = file.isOpen() ? bytesOf(file, maxBytes) : std::nullopt;
   return bytes ? propertyListFromData(*bytes) : std::nullopt;
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "foundation/panel/Descriptor.h"
+#include "foundation/base/Descriptor.h"
 
 namespace foundation {
 

@@ -16,7 +16,7 @@ URLErrorCode urlErrorCode(CURLcode result, long osError, TransferStage stage);
 /// The same for a host name that was not found, from what getaddrinfo(3) says.
 URLErrorCode urlErrorCodeOfLookUp(int addressInfoError);
 
-/// The same for a file that cannot be opened or read, from errno.
+/// The same for a file that cannot be opened or read, from errno; 0 is something that is no regular file.
 URLErrorCode urlErrorCodeOfFile(int osError);
 
 }  // namespace foundation

@@ -1,9 +1,5 @@
 #include "foundation/url/loader/FileLoad.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -11,27 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/files/RegularFile.h"
 #include "foundation/runloop/DispatchQueue.h"
 #include "foundation/url/loader/ErrorTable.h"
 
 namespace foundation {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int number() const { return number_; }
-
- private:
-  const int number_;
-};
 
 int hexDigit(char c) {
   return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
@@ -64,27 +45,18 @@ void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
     fail(client, URLErrorCode::BadURL, "no local file");
     return;
   }
-  // Not blocking: opening a pipe or a device must not hold the worker.
-  const Descriptor file(open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (file.number() < 0) {
-    fail(client, urlErrorCodeOfFile(errno), std::strerror(errno));
+  const RegularFile file(*path);
+  if (!file.isOpen()) {
+    fail(client, urlErrorCodeOfFile(file.error()),
+         file.error() != 0 ? std::strerror(file.error()) : "not a regular file");
     return;
   }
-  struct stat status {};
-  if (fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    fail(client, URLErrorCode::NoPermissionsToReadFile, "not a regular file");
-    return;
-  }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  client.responseReceived(URLResponse(url), size);
+  client.responseReceived(URLResponse(url), file.size());
 
   std::vector<char> buffer(std::size_t{256} << 10);
   std::size_t total = 0;
   while (true) {
-    const ssize_t count = read(file.number(), buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = file.read(buffer.data(), buffer.size());
     if (count < 0) {
       fail(client, urlErrorCodeOfFile(errno), std::strerror(errno));
       return;

@@ -1,0 +1,34 @@
+#include "foundation/files/RegularFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace foundation {
+
+RegularFile::RegularFile(const std::string& path)
+    // Not blocking: a pipe without a writer, or a device, must not hold the thread.
+    : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
+  if (!isOpen()) {
+    error_ = errno;
+    return;
+  }
+  struct stat status {};
+  if (fstat(descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    descriptor_.reset();
+    return;
+  }
+  size_ = static_cast<std::size_t>(status.st_size);
+}
+
+ssize_t RegularFile::read(char* bytes, std::size_t most) const {
+  ssize_t got = 0;
+  do {
+    got = ::read(descriptor_.number(), bytes, most);
+  } while (got < 0 && errno == EINTR);
+  return got;
+}
+
+}  // namespace foundation
