@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <initializer_list>
+#include <string_view>
 
 namespace foundation {
 namespace {
@@ -29,6 +30,11 @@ std::string ownFolder() {
   return path.substr(0, path.rfind('/'));
 }
 
+/// The program's installed place as seen from the library's folder, when that is an installed one; else nothing.
+const char* installedPlace(const std::string& folder) {
+  return folder.ends_with(ZEP_LIBRARY_FOLDER) ? "/" ZEP_PANEL_FOLDER : "";
+}
+
 }  // namespace
 
 std::string panelProgram() {
@@ -36,10 +42,11 @@ std::string panelProgram() {
     return isProgram(chosen) ? chosen : std::string();
   }
   const std::string folder = ownFolder();
-  for (const std::string& place :
-       {folder.empty() ? folder : folder + "/../libexec/zep", folder.empty() ? folder : folder + "/zep",
-        std::string(ZEP_PANEL_FOLDER)}) {
-    if (std::string path = place + kName; !place.empty() && isProgram(path)) {
+  if (folder.empty()) {
+    return {};
+  }
+  for (const std::string_view place : {"/../libexec/zep", "/zep", installedPlace(folder)}) {
+    if (std::string path = folder + std::string(place) + kName; !place.empty() && isProgram(path)) {
       return path;
     }
   }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -12,24 +13,43 @@
 namespace test {
 namespace {
 
-/// What a library defines, without the versions behind the names and without the versions' own entries.
-std::set<std::string> exportsOf(const std::string& library) {
+/// The dynamic symbols that a library defines.
+struct Exports {
+  std::map<std::string, std::string> symbols;  ///< by name, each with its version
+  /// What has no version: the linker's own entries for the versions themselves, each an absolute symbol.
+  std::set<std::string> versions;
+};
+
+Exports exportsOf(const std::string& library) {
   TemporaryFolder folder;
   const std::string output = folder.file("output");
   ChildProcess nm(
       {.arguments = {NM_PROGRAM, "-D", "--defined-only", "--format=posix", library}, .outputFile = output});
   EXPECT_EQ(nm.wait(), (ChildProcess::End{.exitStatus = 0, .signal = 0})) << readFile(output);
-  std::set<std::string> names;
+  Exports exports;
   std::istringstream lines(readFile(output));
   for (std::string line; std::getline(lines, line);) {
-    std::string name;
+    std::string entry;
     std::string type;
-    std::istringstream(line) >> name >> type;
-    if (type != "A") {
-      names.insert(name.substr(0, name.find('@')));
+    std::istringstream(line) >> entry >> type;
+    const std::size_t at = entry.find('@');
+    if (at == std::string::npos) {
+      EXPECT_EQ(type, "A") << "has no version: " << entry;
+      exports.versions.insert(entry);
+      continue;
     }
+    const std::string version = entry.substr(entry.find_last_of('@') + 1);
+    EXPECT_TRUE(exports.symbols.emplace(entry.substr(0, at), version).second) << "twice: " << entry;
   }
-  return names;
+  return exports;
+}
+
+std::map<std::string, std::string> all(const std::set<std::string>& names, const std::string& version) {
+  std::map<std::string, std::string> symbols;
+  for (const std::string& name : names) {
+    symbols.emplace(name, version);
+  }
+  return symbols;
 }
 
 TEST(Exports, OfThePoolLibraryAreFifteenFunctionsAndThreeGlobals) {
@@ -52,15 +72,19 @@ TEST(Exports, OfThePoolLibraryAreFifteenFunctionsAndThreeGlobals) {
                                           "g_localizationStr",
                                           "g_pGlobal"};
   ASSERT_EQ(expected.size(), 18U);
-  EXPECT_EQ(exportsOf(POOL_LIBRARY), expected);
+  const Exports exports = exportsOf(POOL_LIBRARY);
+  EXPECT_EQ(exports.symbols, all(expected, "HTTPPOOL_1.0"));
+  EXPECT_EQ(exports.versions, std::set<std::string>{"HTTPPOOL_1.0"});
 }
 
 TEST(Exports, OfTheFoundationAreItsCFaceAndItsOwnClasses) {
-  std::set<std::string> cFace;
-  for (const std::string& name : exportsOf(FOUNDATION_LIBRARY)) {
+  const Exports exports = exportsOf(FOUNDATION_LIBRARY);
+  std::map<std::string, std::string> cFace;
+  for (const auto& [name, version] : exports.symbols) {
     if (!name.starts_with("_Z")) {
-      cFace.insert(name);
+      cFace.emplace(name, version);
     } else {
+      EXPECT_EQ(version, "ZEP_FOUNDATION_PRIVATE") << name;
       EXPECT_NE(name.find("10foundation"), std::string::npos) << name;
       EXPECT_EQ(name.find("curl"), std::string::npos) << name;
     }
@@ -71,7 +95,8 @@ TEST(Exports, OfTheFoundationAreItsCFaceAndItsOwnClasses) {
                                           "ZEP_RunLoop_Run",
                                           "ZEP_RunLoop_Stop",
                                           "ZEP_TrustPanel_SetRunner"};
-  EXPECT_EQ(cFace, expected);
+  EXPECT_EQ(cFace, all(expected, "ZEP_FOUNDATION_1.0"));
+  EXPECT_EQ(exports.versions, (std::set<std::string>{"ZEP_FOUNDATION_1.0", "ZEP_FOUNDATION_PRIVATE"}));
 }
 
 }  // namespace

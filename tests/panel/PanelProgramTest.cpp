@@ -235,6 +235,18 @@ TEST(PanelProgramPlace, IsAFolderInTheLibrarys) {
   EXPECT_EQ(foundFrom(folder, "lib", "lib/zep"), "confirmed\n");
 }
 
+TEST(PanelProgramPlace, IsTheInstalledOneBeneathAnyPrefix) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(foundFrom(folder, LIBRARY_FOLDER, LIBEXEC_FOLDER "/zep"), "confirmed\n");
+}
+
+TEST(PanelProgramPlace, IsNotAsFarFromALibraryThatIsNotInstalled) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(foundFrom(folder, "own/libraries", "libexec/zep"),
+            "certificate panel not shown: there is no program zep-trust-panel\n"
+            "declined\n");
+}
+
 TEST(PanelProgramPlace, IsNeitherTheWorkingFolderNorTheLibrarys) {
   const TemporaryFolder folder;
   writeProgram(folder.file("zep-trust-panel"), "read line; echo confirmed");
