@@ -98,7 +98,14 @@ bool CHttpCallMacImpl::StartDownload(const char* url, std::shared_ptr<const foun
   m_current.engine = std::make_unique<MacDownloadEngine>();
   m_current.downloader = m_current.engine->AsyncDownloadWithUrl(url, kDownloadType, &m_eventSink,
                                                                 std::move(body), &headerFields);
-  return m_current.downloader != nullptr;
+  if (!m_current.downloader) {
+    return false;
+  }
+  logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
+      << "CHttpCallMacImpl::StartDownload"
+      << ", SessionID: " << m_sessionId
+      << ", downloader: " << static_cast<const void*>(m_current.downloader.get()) << std::endl;
+  return true;
 }
 
 void CHttpCallMacImpl::KeepCurrentIfRunning() {

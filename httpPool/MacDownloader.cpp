@@ -157,6 +157,7 @@ int MacDownloader::Stop() {
   if (!m_threadHandle) {
     return 0;
   }
+  TraceIdentity("-[MacDownloader Stop]");
   logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
       << "-[MacDownloader Stop]"
       << ", Cocoa http Call stop thread to call: " << TracedUrl{m_targetUrlString}
@@ -185,6 +186,7 @@ void* MacDownloader::ThreadEntry(void* downloader) {
 
 void MacDownloader::ThreadProc() {
   pthread_setname_np(pthread_self(), "zep.downloader");
+  TraceIdentity("-[MacDownloader ThreadProc]");
   if (!m_urlRequest) {
     return;  // Without a change of state, and still counting as started.
   }
@@ -194,6 +196,12 @@ void MacDownloader::ThreadProc() {
     // Neither memory nor a loader: the request ends, the process goes on.
     Fail(DOWNLOAD_ERROR_OTHER);
   }
+}
+
+/// Tells a reader of the trace which downloader a thread, or a stop, belongs to: URLs may be the same.
+void MacDownloader::TraceIdentity(const char* operation) const {
+  logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
+      << operation << ", downloader:" << static_cast<const void*>(this) << std::endl;
 }
 
 void MacDownloader::RunConnection() {
@@ -295,6 +303,13 @@ std::optional<foundation::URLRequest> MacDownloader::connectionWillSendRequest(
     const foundation::URLResponse* redirectResponse) {
   if (redirectResponse && m_pDownloadEngine && m_pDownloadEngine->isExchAutodiscovering()) {
     return std::nullopt;
+  }
+  if (redirectResponse && request.url()) {
+    // The host only: where a server redirects to may hold a secret of its own.
+    logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
+        << "-[MacDownloader connection:willSendRequest:redirectResponse:]"
+        << ", m_statusCode:" << redirectResponse->statusCode() << ", remotehost:" << request.url()->host()
+        << std::endl;
   }
   return request;
 }

@@ -146,6 +146,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
  private:
   static void* ThreadEntry(void* downloader);
   void ThreadProc();
+  void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();
   void Fail(int errorCode);

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Fakes.h"
 #include "TraceLog.h"
@@ -90,6 +92,26 @@ TEST_F(HttpCallMacImplTest, AStateIsTracedAndPassedOn) {
                                            ", state:7\n"}));
   callback.answer = false;
   EXPECT_FALSE(call->OnDownloadStateChange(HTTP_CALL_FAILED, nullptr));
+}
+
+TEST_F(HttpCallMacImplTest, ALaunchItsThreadAndItsStopAreTracedUnderOneIdentity) {
+  takeTrace();
+  ASSERT_TRUE(call->LaunchCall(fileUrl("content").c_str(), nullptr));
+  waitForTheEnd();
+  const std::vector<TraceLine> lines = takeTraceWith("downloader:");
+  ASSERT_EQ(lines.size(), 3U);
+  const std::string launch = "CHttpCallMacImpl::StartDownload, SessionID: " +
+                             std::to_string(reinterpret_cast<std::intptr_t>(call.get())) + ", downloader: ";
+  // The thread may begin before the launch has ended.
+  const auto launched = std::find_if(lines.begin(), lines.end(),
+                                     [&](const auto& line) { return line.text.starts_with(launch); });
+  ASSERT_NE(launched, lines.end());
+  const std::string identity = launched->text.substr(launch.size());
+  EXPECT_TRUE(identity.starts_with("0x")) << identity;
+  EXPECT_THAT(lines, testing::UnorderedElementsAre(
+                         TraceLine{1, launch + identity},
+                         TraceLine{1, "-[MacDownloader ThreadProc], downloader:" + identity},
+                         TraceLine{1, "-[MacDownloader Stop], downloader:" + identity}));
 }
 
 TEST_F(HttpCallMacImplTest, NullArgumentsAreRefused) {
