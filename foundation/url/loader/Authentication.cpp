@@ -7,6 +7,18 @@
 #include "foundation/url/loader/URLCredential.h"
 
 namespace foundation {
+namespace {
+
+bool canBeMet(const ProtectionSpace& space) {
+  return !space.isProxy && (space.authenticationMethod == AuthenticationMethod::NTLM ||
+                            space.authenticationMethod == AuthenticationMethod::HTTPBasic);
+}
+
+bool holdsNul(const std::string& text) {
+  return text.find('\0') != std::string::npos;
+}
+
+}  // namespace
 
 Authentication::Authentication(const URL& url) : urlCredential_(credentialOfURL(url)) {
 }
@@ -35,13 +47,20 @@ Authentication::Step Authentication::challenged(const ProtectionSpace& space) {
     authorization_ = std::exchange(accepted_, std::nullopt);
     return Step::Resend;
   }
-  const bool isAnswerable = space.authenticationMethod == AuthenticationMethod::NTLM ||
-                            space.authenticationMethod == AuthenticationMethod::HTTPBasic;
-  if (urlCredential_ && isAnswerable && !space.isProxy) {
+  if (urlCredential_ && canBeMet(space)) {
     authorization_ = Authorization{space, *std::exchange(urlCredential_, std::nullopt)};
     return Step::Resend;
   }
   return Step::Ask;
+}
+
+std::optional<std::string> Authentication::objectionTo(const Credential& credential) const {
+  assert(asked_);
+  if (holdsNul(credential.user()) || holdsNul(credential.password())) {
+    return "a user name or password holds NUL";
+  }
+  return canBeMet(*asked_) ? std::nullopt
+                           : std::optional<std::string>("this kind of challenge cannot be met");
 }
 
 void Authentication::use(const Credential& credential) {

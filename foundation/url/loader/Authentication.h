@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "foundation/url/Credential.h"
 #include "foundation/url/ProtectionSpace.h"
@@ -12,6 +13,9 @@ namespace foundation {
 struct Authorization {
   ProtectionSpace space;
   Credential credential;
+
+  /// It opens a connection, by an exchange of several requests, not a single request.
+  bool signsConnectionIn() const { return space.authenticationMethod == AuthenticationMethod::NTLM; }
 };
 
 /// What one load knows about signing in: the credential that goes with its current request, what was accepted
@@ -30,6 +34,8 @@ class Authentication {
   void redirected(const URL& url);
   /// The current request was answered with a challenge.
   Step challenged(const ProtectionSpace& space);
+  /// Why the latest challenge cannot be answered with `credential`; nothing when it can.
+  std::optional<std::string> objectionTo(const Credential& credential) const;
   /// The latest challenge is answered with `credential`.
   void use(const Credential& credential);
 

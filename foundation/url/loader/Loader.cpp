@@ -17,6 +17,7 @@
 #include "foundation/runloop/BlockedSignals.h"
 #include "foundation/url/loader/FileLoad.h"
 #include "foundation/url/loader/Transfer.h"
+#include "foundation/url/loader/WireRequest.h"
 
 namespace foundation {
 namespace {
@@ -255,11 +256,9 @@ void Loader::askAboutServers() {
 void Loader::handleMessages() {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
-    char* transfer = nullptr;
     // Read before the handle leaves the multi, which takes the message with it.
     const CURLcode result = message->data.result;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-    reinterpret_cast<Transfer*>(transfer)->completed(result);
+    WireRequest::clientOf(message->easy_handle).completed(result);
   }
 }
 

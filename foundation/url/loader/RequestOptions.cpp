@@ -10,18 +10,15 @@
 namespace foundation {
 namespace {
 
-bool isNtlm(const std::optional<Authorization>& authorization) {
-  return authorization && authorization->space.authenticationMethod == AuthenticationMethod::NTLM;
-}
-
 bool applyTransport(CURL* easy, const RequestOptions& options) {
   const auto set = [easy](CURLoption option, auto value) {
     return curl_easy_setopt(easy, option, value) == CURLE_OK;
   };
   // curl's own limit on connecting would cut the idle time short when that is set high.
   constexpr long kNoConnectLimitMs = 48L * 60 * 60 * 1000;
-  // NTLM signs a connection in, not a request, which HTTP/2 cannot do.
-  const long version = isNtlm(options.authorization) ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
+  // HTTP/2 cannot do that.
+  const bool signsIn = options.authorization && options.authorization->signsConnectionIn();
+  const long version = signsIn ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
   return set(CURLOPT_URL, textWithoutUserInfo(*options.request.url()).c_str()) &&
          set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_HTTP_VERSION, version) &&
          set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) &&
@@ -72,7 +69,7 @@ bool applyAuthorization(CURL* easy, const std::optional<Authorization>& authoriz
   if (!authorization) {
     return true;
   }
-  const unsigned long scheme = isNtlm(authorization) ? CURLAUTH_NTLM : CURLAUTH_BASIC;
+  const unsigned long scheme = authorization->signsConnectionIn() ? CURLAUTH_NTLM : CURLAUTH_BASIC;
   const Credential& credential = authorization->credential;
   return curl_easy_setopt(easy, CURLOPT_HTTPAUTH, static_cast<long>(scheme)) == CURLE_OK &&
          curl_easy_setopt(easy, CURLOPT_USERNAME, credential.user().c_str()) == CURLE_OK &&

@@ -1,19 +1,10 @@
 #include "foundation/url/loader/Transfer.h"
 
-#include <sys/socket.h>
-
-#include <algorithm>
-#include <cassert>
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include "foundation/security/Trust.h"
-#include "foundation/url/loader/ChallengeParser.h"
-#include "foundation/url/loader/ChallengedSpace.h"
+#include "foundation/url/loader/ErrorTable.h"
 #include "foundation/url/loader/FailedLookUp.h"
 #include "foundation/url/loader/Redirect.h"
-#include "foundation/url/loader/RequestOptions.h"
 #include "foundation/url/loader/URLCredential.h"
 
 namespace foundation {
@@ -24,11 +15,8 @@ Transfer::Transfer(Loader& loader, Loader::LoadId id, URLRequest request,
       id_(id),
       request_(std::move(request)),
       client_(std::move(client)),
-      authentication_(*request_.url()) {
-}
-
-Transfer::~Transfer() {
-  assert(!attached_);
+      authentication_(*request_.url()),
+      server_(loader, id, *request_.url()) {
 }
 
 // --- The steps of a load, in their order. ---
@@ -49,34 +37,33 @@ void Transfer::begin() {
 
 void Transfer::perform() {
   head_ = ResponseHead();
-  isHeadHeld_ = isAbandoned_ = isAnswered_ = false;
-  answers_ = refusals_ = 0;
-  bodyBytes_ = drainedBytes_ = 0;
-  progress_ = 0;
-  paused_ = outOfDescriptors_ = false;
+  ntlm_ = NtlmExchange();
+  bodyBytes_ = 0;
+  isAnswered_ = false;
   verdict_.reset();
   refusal_.reset();
-  message_.front() = '\0';
-  if (isolation_.empty() && (!pinnedLeaf_.empty() || loader_.isDoubtful(*request_.url()))) {
-    isolation_ = "connections of load " + std::to_string(id_);
-  }
+  server_.beginRequest();
   phase_ = Phase::AwaitingHead;
 
-  if (!configure() || curl_multi_add_handle(loader_.multi(), easy_.get()) != CURLM_OK) {
+  wire_.emplace(loader_.multi(), static_cast<WireRequestClient&>(*this));
+  if (!wire_->start({.request = request_,
+                     .proxy = proxy_,
+                     .authorization = authentication_.authorization(),
+                     .share = loader_.share(),
+                     .handshakeClient = server_,
+                     .isolation = server_.isolation()})) {
     fail(URLErrorCode::Unknown, "the request cannot be set up");
     return;
   }
-  attached_ = mayBeResolving_ = true;
-  touch();
-  loader_.setDeadline(*this, lastActivity_ + loader_.limits().idle);
+  startIdleTime();
 }
 
 void Transfer::completed(CURLcode result) {
-  detach();
-  if (std::exchange(isAbandoned_, false)) {
+  wire_->remove();
+  if (ntlm_.isBrokenOff()) {
     result = CURLE_OK;
   }
-  if (phase_ == Phase::AwaitingHead && result == CURLE_OK && std::exchange(isHeadHeld_, false)) {
+  if (phase_ == Phase::AwaitingHead && result == CURLE_OK && ntlm_.releaseHead()) {
     takeHead();  // an answer without a body
   }
   switch (phase_) {
@@ -112,7 +99,7 @@ void Transfer::answerRedirect(std::optional<URLRequest> request) {
   touch();
   if (request) {
     next_ = std::move(request);
-    startDraining();
+    discardHeldAnswer();
   } else {
     deliverHeldResponse();
   }
@@ -133,7 +120,7 @@ void Transfer::declineChallenge() {
 void Transfer::takeChallenge() {
   if (phase_ == Phase::Challenged) {
     touch();
-    startDraining();
+    discardHeldAnswer();
   }
 }
 
@@ -141,17 +128,11 @@ void Transfer::useCredential(const Credential& credential) {
   if (!isChallengeOpen()) {
     return;
   }
-  authentication_.use(credential);
-  const ProtectionSpace& space = authentication_.authorization()->space;
-  const bool isKnown = space.authenticationMethod == AuthenticationMethod::NTLM ||
-                       space.authenticationMethod == AuthenticationMethod::HTTPBasic;
-  const bool isText = credential.user().find('\0') == std::string::npos &&
-                      credential.password().find('\0') == std::string::npos;
-  if (space.isProxy || !isKnown || !isText) {
-    fail(URLErrorCode::UserAuthenticationRequired,
-         isText ? "this kind of challenge cannot be met" : "a user name or password holds NUL");
+  if (const auto objection = authentication_.objectionTo(credential)) {
+    fail(URLErrorCode::UserAuthenticationRequired, *objection);
     return;
   }
+  authentication_.use(credential);
   isAnswered_ = true;
   if (phase_ == Phase::AwaitingCredential) {
     resend();
@@ -165,7 +146,7 @@ void Transfer::cancelChallenge() {
 }
 
 void Transfer::askAboutServer() {
-  if (!handshake_) {
+  if (!server_.isAsking()) {
     return;
   }
   if (phase_ != Phase::AwaitingHead) {
@@ -174,32 +155,25 @@ void Transfer::askAboutServer() {
   }
   phase_ = Phase::AwaitingTrust;
   loader_.clearDeadline(*this);
-  const URL& url = *request_.url();
-  ProtectionSpace space{.host = url.host(),
-                        .port = url.port(),
-                        .protocol = url.scheme(),
-                        .realm = {},
-                        .authenticationMethod = AuthenticationMethod::ServerTrust};
-  space.serverTrust = std::make_shared<Trust>(handshake_->chain(), TrustPolicy::ssl(url.host()));
-  client_->challenged(std::move(space), 0);
+  client_->challenged(server_.question(), 0);
 }
 
 void Transfer::trustServer(ServerTrust trust) {
   if (phase_ != Phase::AwaitingTrust) {
     return;
   }
-  touch();
-  loader_.noteServer(*request_.url(), trust);
-  if (trust == ServerTrust::InSpite && isolation_.empty()) {
-    // This connection could serve other loads: once more, on one that cannot.
-    pinnedLeaf_ = handshake_->chain().front();
-    phase_ = Phase::Reconnecting;
-    goOnWithHandshake(Handshake::Verdict::Refused);
-    return;
+  switch (server_.trusted(trust)) {
+    case ServerVerification::Step::Again:
+      touch();
+      phase_ = Phase::Reconnecting;
+      goOnWithHandshake(Handshake::Verdict::Refused);
+      break;
+    case ServerVerification::Step::GoOn:
+      phase_ = Phase::AwaitingHead;
+      startIdleTime();
+      goOnWithHandshake(Handshake::Verdict::Trusted);
+      break;
   }
-  phase_ = Phase::AwaitingHead;
-  loader_.setDeadline(*this, lastActivity_ + loader_.limits().idle);
-  goOnWithHandshake(Handshake::Verdict::Trusted);
 }
 
 void Transfer::refuseServer() {
@@ -208,12 +182,10 @@ void Transfer::refuseServer() {
   }
 }
 
-/// A handshake that stands still must come to an end before its handle is removed, else its memory is lost.
+/// A handshake that stands still must come to an end before its request is removed, else its memory is lost.
 void Transfer::goOnWithHandshake(Handshake::Verdict verdict) {
-  std::exchange(handshake_, nullptr)->answer(verdict);
-  // curl watches nothing while it waits for the job; this makes it look again.
-  curl_easy_pause(easy_.get(), CURLPAUSE_RECV);
-  curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+  server_.answer(verdict);
+  wire_->resumeHandshake();
 }
 
 /// Taken, and not answered yet.
@@ -222,19 +194,23 @@ bool Transfer::isChallengeOpen() const {
 }
 
 /// The answer that was held is not wanted; its body is read away so that its connection can be used again.
+void Transfer::discardHeldAnswer() {
+  if (verdict_ || !UnwantedBody::isWorthReading(head_.contentLength())) {
+    drained();
+  } else {
+    startDraining();
+    releaseBody();
+  }
+}
+
 void Transfer::startDraining() {
   phase_ = Phase::Draining;
-  if (verdict_ || head_.contentLength().value_or(0) > kDrainedBodyLimit) {
-    drained();
-    return;
-  }
-  drainEnd_ = loader_.now() + kDrainTime;
-  loader_.setDeadline(*this, loader_.now() + kDrainIdle);
-  releaseBody();
+  unwanted_.emplace(loader_.now());
+  loader_.setDeadline(*this, unwanted_->deadline(loader_.now()));
 }
 
 void Transfer::drained() {
-  detach();
+  wire_->remove();
   if (next_) {
     follow();
   } else if (isAnswered_) {
@@ -255,8 +231,7 @@ void Transfer::follow() {
     fail(URLErrorCode::BadURL, "the method is no token");
   } else {
     authentication_.redirected(*request_.url());
-    pinnedLeaf_.clear();
-    isolation_.clear();
+    server_.redirected(*request_.url());
     begin();
   }
 }
@@ -275,18 +250,14 @@ void Transfer::deliverHeldResponse() {
   } else if (verdict_) {
     completed(*verdict_);
   } else {
-    loader_.setDeadline(*this, loader_.now() + loader_.limits().idle);
+    startIdleTime();
     releaseBody();
   }
 }
 
 void Transfer::releaseBody() {
-  if (std::exchange(paused_, false)) {
-    // Hands over what was held back, and with it what the callback thinks of it.
-    const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
-    if (result != CURLE_OK) {
-      completed(result);
-    }
+  if (const CURLcode result = wire_->release(); result != CURLE_OK) {
+    completed(result);
   }
 }
 
@@ -295,16 +266,25 @@ void Transfer::cancel() {
   leave();
 }
 
+void Transfer::startIdleTime() {
+  touch();
+  loader_.setDeadline(*this, lastActivity_ + loader_.limits().idle);
+}
+
+void Transfer::touch() {
+  lastActivity_ = loader_.now();
+}
+
 void Transfer::deadlineReached() {
   const bool isDraining = phase_ == Phase::Draining;
-  const auto limit = isDraining ? kDrainIdle : loader_.limits().idle;
-  const auto end = isDraining ? std::min(lastActivity_ + limit, drainEnd_) : lastActivity_ + limit;
+  const auto idle = loader_.limits().idle;
+  const auto end = isDraining ? unwanted_->deadline(lastActivity_) : lastActivity_ + idle;
   if (loader_.now() < end) {
     loader_.setDeadline(*this, end);
   } else if (isDraining) {
     drained();
   } else {
-    fail(URLErrorCode::TimedOut, "no byte in either direction for " + std::to_string(limit.count()) + " ms");
+    fail(URLErrorCode::TimedOut, "no byte in either direction for " + std::to_string(idle.count()) + " ms");
   }
 }
 
@@ -323,7 +303,7 @@ void Transfer::failFrom(CURLcode result) {
     end();
     return;
   }
-  if (outOfDescriptors_ && loader_.requeue(*this)) {
+  if (wire_->isOutOfDescriptors() && loader_.requeue(*this)) {
     phase_ = Phase::Queued;
     loader_.clearDeadline(*this);
     return;
@@ -332,8 +312,7 @@ void Transfer::failFrom(CURLcode result) {
     diagnoseLookUp();
     return;
   }
-  if (const auto space =
-          challengedTunnel({.easy = easy_.get(), .url = *request_.url(), .proxy = proxy_}, result)) {
+  if (const auto space = challengedTunnel(asked(), result)) {
     verdict_ = result;
     if (!putChallenge(*space)) {
       client_->failed(*refusal_);
@@ -345,14 +324,14 @@ void Transfer::failFrom(CURLcode result) {
 }
 
 void Transfer::failAs(CURLcode result) {
-  long osError = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &osError);
-  const TransferStage stage = mayBeResolving_           ? TransferStage::Connecting
+  const long osError = wire_->osError();
+  const std::string message = wire_->message();
+  const TransferStage stage = wire_->mayBeResolving()   ? TransferStage::Connecting
                               : phase_ == Phase::InBody ? TransferStage::InBody
                                                         : TransferStage::AwaitingHead;
-  fail(urlErrorCode(result, osError, stage),
-       "curl " + std::to_string(result) + ", errno " + std::to_string(osError) + ": " +
-           (message_.front() != '\0' ? message_.data() : curl_easy_strerror(result)));
+  fail(urlErrorCode(result, osError, stage), "curl " + std::to_string(result) + ", errno " +
+                                                 std::to_string(osError) + ": " +
+                                                 (message.empty() ? curl_easy_strerror(result) : message));
 }
 
 void Transfer::diagnoseLookUp() {
@@ -361,45 +340,39 @@ void Transfer::diagnoseLookUp() {
   diagnoseFailedLookUp(request_.url()->host(), [&loader = loader_, id = id_](URLErrorCode code) {
     loader.post([&loader, id, code] {
       if (Transfer* transfer = loader.find(id)) {
-        transfer->fail(code, transfer->message_.data());
+        transfer->fail(code, transfer->wire_->message());
       }
     });
   });
 }
 
-/// Nobody listens any more: ends now, or, when removing the handle would wait for a name server, later by
+/// Nobody listens any more: ends now, or, when removing the request would wait for a name server, later by
 /// itself.
 void Transfer::leave() {
   loader_.clearDeadline(*this);
-  if (attached_ && handshake_) {
-    phase_ = Phase::Silenced;
-    goOnWithHandshake(Handshake::Verdict::Refused);
-  } else if (attached_ && mayBeResolving_) {
-    phase_ = Phase::Silenced;
-  } else {
+  const bool isRunning = wire_ && wire_->isRunning();
+  if (!isRunning || !(server_.isAsking() || wire_->mayBeResolving())) {
     end();
+    return;
+  }
+  phase_ = Phase::Silenced;
+  wire_->silence();
+  if (server_.isAsking()) {
+    goOnWithHandshake(Handshake::Verdict::Refused);
   }
 }
 
 void Transfer::end() {
-  detach();
+  if (wire_) {
+    wire_->remove();
+  }
   client_.reset();
   loader_.clearDeadline(*this);
   phase_ = Phase::Ended;
   loader_.retire(*this);
 }
 
-void Transfer::detach() {
-  if (std::exchange(attached_, false)) {
-    curl_multi_remove_handle(loader_.multi(), easy_.get());
-  }
-}
-
-void Transfer::touch() {
-  lastActivity_ = loader_.now();
-}
-
-// --- What curl reports while it runs. The handle may not be removed in here. ---
+// --- What comes in while curl runs. The request may not be removed in here. ---
 
 /// Always false: the callback's way to say "stop", with the reason kept.
 bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
@@ -407,20 +380,12 @@ bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
   return false;
 }
 
-void Transfer::handshakeSuspended(const std::shared_ptr<Handshake>& handshake) {
-  handshake_ = handshake;
-  loader_.noteSuspended(id_);
-}
-
 bool Transfer::takeHeaderLine(std::string_view line) {
   touch();
-  if (phase_ == Phase::Silenced) {
-    return false;
-  }
   if (phase_ != Phase::AwaitingHead) {
     return true;  // a trailer field
   }
-  isHeadHeld_ = false;
+  ntlm_.nextHeadBegins();
   switch (head_.addLine(line)) {
     case ResponseHead::Progress::More:
       return true;
@@ -432,32 +397,29 @@ bool Transfer::takeHeaderLine(std::string_view line) {
   return false;
 }
 
-/// While curl signs a connection in, it answers some of the server's answers by itself.
 bool Transfer::isSigningConnectionIn() const {
   const auto& authorization = authentication_.authorization();
-  return authorization && authorization->space.authenticationMethod == AuthenticationMethod::NTLM;
+  return authorization && authorization->signsConnectionIn();
 }
 
 bool Transfer::holdHead() {
-  isHeadHeld_ = true;
-  constexpr int kUnauthorized = 401;
-  if (head_.statusCode() == kUnauthorized && !continuesNtlm(head_.challengeFields())) {
-    // Some servers keep what they have refused with the connection, and refuse whatever comes next.
-    curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
-    // curl takes the first such answer for a beginning, on every new connection again.
-    isAbandoned_ = ++refusals_ > 1;
-    return !isAbandoned_;
+  switch (ntlm_.headArrived(head_)) {
+    case NtlmExchange::Step::Held:
+      return true;
+    case NtlmExchange::Step::Refused:
+      wire_->forbidReuse();
+      return !ntlm_.isBrokenOff();
+    case NtlmExchange::Step::Endless:
+      return refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");
   }
-  return ++answers_ <= kNtlmAnswerLimit ||
-         refuse(URLErrorCode::BadServerResponse, "an NTLM exchange without an end");
+  return false;
 }
 
 bool Transfer::takeHead() {
   if (head_.isRedirect()) {
     return proposeRedirect();
   }
-  if (const auto space =
-          challengedSpace({.easy = easy_.get(), .url = *request_.url(), .proxy = proxy_}, head_)) {
+  if (const auto space = challengedSpace(asked(), head_)) {
     return putChallenge(*space);
   }
   deliverResponse();
@@ -477,8 +439,6 @@ bool Transfer::proposeRedirect() {
   return true;
 }
 
-// --- Challenges. ---
-
 bool Transfer::putChallenge(const ProtectionSpace& space) {
   switch (authentication_.challenged(space)) {
     case Authentication::Step::TooMany:
@@ -486,9 +446,7 @@ bool Transfer::putChallenge(const ProtectionSpace& space) {
                     std::to_string(kChallengeLimit) + " challenges and no end");
     case Authentication::Step::Resend:
       isAnswered_ = true;
-      phase_ = Phase::Draining;
-      drainEnd_ = loader_.now() + kDrainTime;
-      loader_.setDeadline(*this, loader_.now() + kDrainIdle);
+      startDraining();
       return true;
     case Authentication::Step::Ask:
       phase_ = Phase::Challenged;
@@ -500,13 +458,11 @@ bool Transfer::putChallenge(const ProtectionSpace& space) {
   return true;
 }
 
-// --- The body. ---
-
 void Transfer::deliverResponse() {
   phase_ = Phase::InBody;
-  if (!isolation_.empty()) {
+  if (!server_.isolation().empty()) {
     // Nobody else may use the connection. Not earlier: NTLM needs it for several requests.
-    curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
+    wire_->forbidReuse();
   }
   const std::size_t expected = request_.HTTPMethod() == "HEAD" ? 0 : head_.contentLength().value_or(0);
   if (expected > loader_.limits().bodyBytes) {
@@ -519,17 +475,15 @@ void Transfer::deliverResponse() {
 
 std::size_t Transfer::takeBody(const char* bytes, std::size_t length) {
   touch();
-  if (phase_ == Phase::AwaitingHead && std::exchange(isHeadHeld_, false) && !takeHead()) {
+  if (phase_ == Phase::AwaitingHead && ntlm_.releaseHead() && !takeHead()) {
     return CURL_WRITEFUNC_ERROR;
   }
   switch (phase_) {
     case Phase::Proposed:
     case Phase::Challenged:
-      paused_ = true;
       return CURL_WRITEFUNC_PAUSE;
     case Phase::Draining:
-      drainedBytes_ += length;
-      return drainedBytes_ <= kDrainedBodyLimit ? length : CURL_WRITEFUNC_ERROR;
+      return unwanted_->take(length) ? length : CURL_WRITEFUNC_ERROR;
     case Phase::InBody:
       break;
     default:
@@ -548,76 +502,6 @@ std::size_t Transfer::takeBody(const char* bytes, std::size_t length) {
       return CURL_WRITEFUNC_ERROR;  // the cancel is on its way
   }
   return CURL_WRITEFUNC_ERROR;
-}
-
-int Transfer::openSocket(const curl_sockaddr& address) {
-  mayBeResolving_ = false;
-  if (phase_ == Phase::Silenced) {
-    return CURL_SOCKET_BAD;
-  }
-  const int descriptor = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
-  if (descriptor < 0) {
-    outOfDescriptors_ = errno == EMFILE || errno == ENFILE;
-    return CURL_SOCKET_BAD;
-  }
-  return descriptor;
-}
-
-int Transfer::connected() {
-  mayBeResolving_ = false;
-  return phase_ == Phase::Silenced ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
-}
-
-int Transfer::noteProgress(curl_off_t bytes) {
-  if (bytes != progress_) {
-    progress_ = bytes;
-    touch();
-  }
-  return 0;
-}
-
-// --- The handle. ---
-
-bool Transfer::configure() {
-  // A new handle for each request of the load: curl_easy_reset(3) leaks the list of cookie files.
-  easy_.reset(curl_easy_init());
-  CURL* easy = easy_.get();
-  if (easy == nullptr || !applyRequestOptions(easy,
-                                              {.request = request_,
-                                               .proxy = proxy_,
-                                               .authorization = authentication_.authorization(),
-                                               .share = loader_.share(),
-                                               .handshakeClient = *this,
-                                               .isolation = isolation_},
-                                              headers_)) {
-    return false;
-  }
-  const auto set = [easy](CURLoption option, auto value) {
-    return curl_easy_setopt(easy, option, value) == CURLE_OK;
-  };
-  const curl_write_callback onHeader = [](char* line, std::size_t, std::size_t length, void* transfer) {
-    return static_cast<Transfer*>(transfer)->takeHeaderLine({line, length}) ? length : std::size_t{0};
-  };
-  const curl_write_callback onBody = [](char* bytes, std::size_t, std::size_t length, void* transfer) {
-    return static_cast<Transfer*>(transfer)->takeBody(bytes, length);
-  };
-  const curl_opensocket_callback onSocket = [](void* transfer, curlsocktype, curl_sockaddr* address) {
-    return static_cast<Transfer*>(transfer)->openSocket(*address);
-  };
-  const curl_prereq_callback onConnected = [](void* transfer, char*, char*, int, int) {
-    return static_cast<Transfer*>(transfer)->connected();
-  };
-  const curl_xferinfo_callback onProgress = [](void* transfer, curl_off_t, curl_off_t down, curl_off_t,
-                                               curl_off_t up) {
-    return static_cast<Transfer*>(transfer)->noteProgress(down + up);
-  };
-  return set(CURLOPT_PRIVATE, static_cast<void*>(this)) && set(CURLOPT_ERRORBUFFER, message_.data()) &&
-         set(CURLOPT_HEADERFUNCTION, onHeader) && set(CURLOPT_HEADERDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_WRITEFUNCTION, onBody) && set(CURLOPT_WRITEDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_OPENSOCKETFUNCTION, onSocket) && set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_PREREQFUNCTION, onConnected) && set(CURLOPT_PREREQDATA, static_cast<void*>(this)) &&
-         set(CURLOPT_XFERINFOFUNCTION, onProgress) && set(CURLOPT_XFERINFODATA, static_cast<void*>(this)) &&
-         set(CURLOPT_NOPROGRESS, 0L);
 }
 
 }  // namespace foundation

@@ -2,34 +2,36 @@
 
 #include <curl/curl.h>
 
-#include <array>
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "foundation/base/Error.h"
 #include "foundation/url/Credential.h"
 #include "foundation/url/ProtectionSpace.h"
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/loader/Authentication.h"
-#include "foundation/url/loader/CurlHandles.h"
-#include "foundation/url/loader/ErrorTable.h"
+#include "foundation/url/loader/ChallengedSpace.h"
 #include "foundation/url/loader/Loader.h"
-#include "foundation/url/loader/LoaderTls.h"
+#include "foundation/url/loader/NtlmExchange.h"
 #include "foundation/url/loader/ProxyLookUp.h"
 #include "foundation/url/loader/ResponseHead.h"
+#include "foundation/url/loader/ServerVerification.h"
 #include "foundation/url/loader/TransferClient.h"
+#include "foundation/url/loader/UnwantedBody.h"
+#include "foundation/url/loader/WireRequest.h"
 
 namespace foundation {
 
-/// One http or https load, redirects and challenges included: a curl handle, where the load stands, and whom it
-/// reports to.
+/// One http or https load from its first request to its end, redirects and challenges included: where the load
+/// stands, what it asks and is answered, and whom it reports to. What curl, the server's certificates and the
+/// credentials have to do with it is in classes of their own.
+///
 /// Owned by the loader; lives on the loader thread. Its end goes through Loader::retire.
-class Transfer final : private HandshakeClient {
+class Transfer final : private WireRequestClient {
  public:
   Transfer(Loader& loader, Loader::LoadId id, URLRequest request, std::shared_ptr<TransferClient> client);
-  ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -47,8 +49,6 @@ class Transfer final : private HandshakeClient {
   void refuseServer();
   /// A handshake stands still, and curl has been left.
   void askAboutServer();
-  /// curl is done with the handle.
-  void completed(CURLcode result);
   /// The deadline that the transfer set has come.
   void deadlineReached();
 
@@ -67,84 +67,64 @@ class Transfer final : private HandshakeClient {
     AwaitingCredential,  ///< a challenge is taken and its body read; there is no connection
     InBody,
     Diagnosing,  ///< a failed look-up is being looked into
-    Silenced,    ///< nobody listens any more, but the handle cannot be removed yet
+    Silenced,    ///< nobody listens any more, but the request cannot be removed yet
     Ended,
   };
 
   void perform();
-  bool configure();
+  void completed(CURLcode result) override;
+  bool isChallengeOpen() const;
+  void goOnWithHandshake(Handshake::Verdict verdict);
+  void discardHeldAnswer();
   void startDraining();
   void drained();
   void follow();
   void resend();
   void deliverHeldResponse();
-  void deliverResponse();
   void releaseBody();
-  bool isChallengeOpen() const;
-  bool putChallenge(const ProtectionSpace& space);
+  void startIdleTime();
+  void touch();
+
   void fail(URLErrorCode code, const std::string& detail);
   void failFrom(CURLcode result);
   void failAs(CURLcode result);
   void diagnoseLookUp();
   void leave();
   void end();
-  void detach();
-  void touch();
   bool refuse(URLErrorCode code, const std::string& detail);
-  bool isSigningConnectionIn() const;
-  void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) override;
-  const std::string& serverName() const override { return request_.url()->host(); }
-  const std::string& pinnedLeaf() const override { return pinnedLeaf_; }
-  void goOnWithHandshake(Handshake::Verdict verdict);
 
-  bool takeHeaderLine(std::string_view line);
+  bool takeHeaderLine(std::string_view line) override;
+  bool isSigningConnectionIn() const;
   bool holdHead();
   bool takeHead();
   bool proposeRedirect();
-  std::size_t takeBody(const char* bytes, std::size_t length);
-  int openSocket(const curl_sockaddr& address);
-  int noteProgress(curl_off_t bytes);
-  int connected();
+  bool putChallenge(const ProtectionSpace& space);
+  void deliverResponse();
+  std::size_t takeBody(const char* bytes, std::size_t length) override;
+  void bytesMoved() override { touch(); }
+  Asked asked() const { return {.easy = wire_->easy(), .url = *request_.url(), .proxy = proxy_}; }
 
   Loader& loader_;
   const Loader::LoadId id_;
   URLRequest request_;
   std::shared_ptr<TransferClient> client_;
-  Authentication authentication_;
-  ProxyChoice proxy_;
-
-  EasyHandle easy_;
-  HeaderList headers_;
-  std::array<char, CURL_ERROR_SIZE> message_{};
   Phase phase_ = Phase::Queued;
-  /// The handle is in curl's multi.
-  bool attached_ = false;
-  /// curl's resolver may be running; removing the handle would wait for it.
-  bool mayBeResolving_ = false;
-  bool outOfDescriptors_ = false;
-  bool paused_ = false;
-
-  std::shared_ptr<Handshake> handshake_;
-  /// The server's certificate that was accepted in spite of its evaluation.
-  std::string pinnedLeaf_;
-  /// Not empty: connections are this load's own.
-  std::string isolation_;
-
-  ResponseHead head_;
-  /// The head is complete, but curl may still answer it by itself: it counts once the body begins or ends.
-  bool isHeadHeld_ = false;
-  /// The exchange was broken off: the head that is held is the answer.
-  bool isAbandoned_ = false;
-  int answers_ = 0;
-  int refusals_ = 0;
-  std::size_t bodyBytes_ = 0;
-  std::size_t drainedBytes_ = 0;
-  curl_off_t progress_ = 0;
+  Authentication authentication_;
+  ServerVerification server_;
+  ProxyChoice proxy_;
   int redirects_ = 0;
+
+  // Of the current request, from perform() on.
+
+  std::optional<WireRequest> wire_;
+  ResponseHead head_;
+  NtlmExchange ntlm_;
+  std::optional<UnwantedBody> unwanted_;
+  std::size_t bodyBytes_ = 0;
+  /// The redirect is taken: the request to go on with as soon as the body is drained.
   std::optional<URLRequest> next_;
   /// The challenge has its answer: the request is sent again as soon as the body is drained.
   bool isAnswered_ = false;
-  Loader::Clock::time_point drainEnd_;
   /// curl's verdict that came while a redirect or a challenge was being decided.
   std::optional<CURLcode> verdict_;
   /// Why a callback refused to go on.
