@@ -1,0 +1,205 @@
+#include "plugins/trace/TraceFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "plugins/trace/Notice.h"
+
+namespace traceplugin {
+namespace {
+
+bool isSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+/// One word for a file, so that threads read it whole.
+std::uint64_t identityOf(const struct stat& file) {
+  constexpr std::uint64_t kOddFactor = 0x9e3779b97f4a7c15U;
+  return static_cast<std::uint64_t>(file.st_ino) ^ static_cast<std::uint64_t>(file.st_dev) * kOddFactor;
+}
+
+const char* reasonOf(int error) {
+  switch (error) {
+    case ELOOP:
+      return "it is a symbolic link";
+    case ENXIO:
+    case EINVAL:
+      return "it is neither a regular file nor a device";
+    default:
+      return strerrordesc_np(error);
+  }
+}
+
+/// False when there is no room.
+bool makeAbsolute(const char* path, char (&absolute)[PATH_MAX]) {
+  char folder[PATH_MAX] = "";
+  if (path[0] != '/' && getcwd(folder, sizeof folder) == nullptr) {
+    return false;
+  }
+  const int length =
+      std::snprintf(absolute, sizeof absolute, path[0] == '/' ? "%s%s" : "%s/%s", folder, path);
+  return length > 0 && static_cast<std::size_t>(length) < sizeof absolute;
+}
+
+/// Above the standard descriptors, which the host may have closed and may open again.
+int aboveStandardDescriptors(int descriptor) {
+  if (descriptor < 0 || descriptor > STDERR_FILENO) {
+    return descriptor;
+  }
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return moved;
+}
+
+}  // namespace
+
+const char* TraceFile::open(const char* path, std::uint64_t maxBytes) {
+  if (!makeAbsolute(path, path_)) {
+    return reasonOf(ENAMETOOLONG);
+  }
+  maxBytes_ = maxBytes;
+  const int length = std::snprintf(oldPath_, sizeof oldPath_, "%s.1", path_);
+  if (length < 0 || static_cast<std::size_t>(length) >= sizeof oldPath_) {
+    return reasonOf(ENAMETOOLONG);
+  }
+  const int opened = openNamed();
+  if (opened < 0) {
+    return reasonOf(errno);
+  }
+  struct stat file {};
+  fstat(opened, &file);
+  identity_.store(identityOf(file), std::memory_order_relaxed);
+  descriptor_.store(opened, std::memory_order_relaxed);
+  isRotated_.store(maxBytes > 0, std::memory_order_relaxed);
+  return nullptr;
+}
+
+bool TraceFile::write(const Record& record) {
+  const int descriptor = descriptorFor(record.line().size());
+  return descriptor >= 0 && lines_.write(descriptor, record);
+}
+
+/// Does not wait: a pipe that nobody reads is refused, and so is what is no file.
+int TraceFile::openNamed() const {
+  constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
+  const int opened = aboveStandardDescriptors(::open(path_, kFlags, 0600));
+  struct stat file {};
+  if (opened >= 0 && (fstat(opened, &file) != 0 || !(S_ISREG(file.st_mode) || S_ISCHR(file.st_mode)))) {
+    close(opened);
+    errno = EINVAL;
+    return -1;
+  }
+  return opened;
+}
+
+/// Where a record of that size is to be written; below 0 when there is no such place.
+int TraceFile::descriptorFor(std::size_t bytes) {
+  const int descriptor = descriptor_.load(std::memory_order_relaxed);
+  struct stat opened {};
+  switch (place(opened)) {
+    case Place::Named:
+      if (overflows(opened, bytes)) {
+        rotate(bytes);
+      }
+      return descriptor;
+    case Place::Moved:
+      followName();
+      return descriptor;
+    case Place::Lost:
+      return replaceDescriptor(descriptor);
+  }
+  return -1;
+}
+
+/// A host that closes all descriptors, as daemons do, may have opened something else under our number.
+TraceFile::Place TraceFile::place(struct stat& opened) const {
+  // Other threads may put a new file under the descriptor between two looks; hardly so three times.
+  constexpr int kLooks = 3;
+  bool isOurs = false;
+  for (int look = 0; look < kLooks && !isOurs; ++look) {
+    struct stat named {};
+    const bool isOpen = fstat(descriptor_.load(std::memory_order_relaxed), &opened) == 0;
+    if (isOpen && lstat(path_, &named) == 0 && isSame(opened, named)) {
+      return Place::Named;
+    }
+    isOurs = isOpen && identityOf(opened) == identity_.load(std::memory_order_relaxed);
+  }
+  return isOurs ? Place::Moved : Place::Lost;
+}
+
+bool TraceFile::overflows(const struct stat& file, std::size_t bytes) const {
+  const auto size = static_cast<std::uint64_t>(file.st_size);
+  return isRotated_.load(std::memory_order_relaxed) && size > 0 && size + bytes > maxBytes_;
+}
+
+/// One thread of all processes rotates; the others go on with the file they have, wherever it is by then.
+void TraceFile::rotate(std::size_t bytes) {
+  // A file description of its own: those of threads and of forked processes would share the lock.
+  const int lock = openNamed();
+  if (lock < 0) {
+    return;
+  }
+  if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
+    renameIfFull(lock, bytes);
+    followName();
+    // Closing is not enough when a process was forked off meanwhile.
+    flock(lock, LOCK_UN);
+  }
+  close(lock);
+}
+
+/// Under the lock: the name may have got a new file since we looked.
+void TraceFile::renameIfFull(int lock, std::size_t bytes) {
+  struct stat locked {};
+  struct stat named {};
+  if (fstat(lock, &locked) != 0 || lstat(path_, &named) != 0 || !isSame(locked, named) ||
+      !overflows(named, bytes)) {
+    return;
+  }
+  if (rename(path_, oldPath_) != 0 && isRotated_.exchange(false, std::memory_order_relaxed)) {
+    giveNotice("QLX_TRACE_MAX_BYTES", oldPath_, reasonOf(errno), "the file is not rotated");
+  }
+}
+
+/// Without a new file we go on with the old one.
+void TraceFile::followName() {
+  const int opened = openNamed();
+  if (opened >= 0) {
+    adopt(opened);
+  }
+}
+
+/// The descriptor's number stays: another thread may be about to write to it.
+void TraceFile::adopt(int opened) {
+  struct stat file {};
+  fstat(opened, &file);
+  lines_.beginFile();
+  dup3(opened, descriptor_.load(std::memory_order_relaxed), O_CLOEXEC);
+  identity_.store(identityOf(file), std::memory_order_relaxed);
+  close(opened);
+}
+
+/// The lost number is the host's now and left alone. Below 0 when the file cannot be opened again.
+int TraceFile::replaceDescriptor(int lost) {
+  const int opened = openNamed();
+  if (opened < 0) {
+    return -1;
+  }
+  struct stat file {};
+  fstat(opened, &file);
+  if (!descriptor_.compare_exchange_strong(lost, opened, std::memory_order_relaxed)) {
+    close(opened);
+    return lost;
+  }
+  identity_.store(identityOf(file), std::memory_order_relaxed);
+  return opened;
+}
+
+}  // namespace traceplugin
