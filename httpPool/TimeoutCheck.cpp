@@ -1,6 +1,7 @@
 #include "httpPool/TimeoutCheck.h"
 
 #include <ctime>
+#include <string>
 
 #include "httpPool/InitFeatureFlag.h"
 
@@ -40,8 +41,11 @@ bool CTimeoutCheck::IsTimeOut() const {
 }
 
 void CTimeoutCheck::ExitIfTimeout() {
-  // What is found would go into the monitor's record. This version has no monitor, and IS_MONITOR_POOL stays
-  // false.
+  if (!IS_MONITOR_POOL || !IsTimeOut()) {
+    return;
+  }
+  const std::string identity = GetSelfIdentity();
+  RecordTimeoutPoolTask(identity.c_str());
 }
 
 std::uint64_t CTimeoutCheck::AbsoluteTime() const {

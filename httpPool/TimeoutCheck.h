@@ -20,7 +20,8 @@ class CTimeoutCheck {
   void SetTimeout(unsigned int seconds);
   /// Whether more than the time-out has passed; always false while the monitor is off.
   bool IsTimeOut() const;
-  /// Asked at every status query. Does nothing while the monitor is off.
+  /// Asked at every status query: hands the owner's identity to the monitor's record when it has timed out. It does so
+  /// every time, on purpose; the record sees to it that a name is written once.
   void ExitIfTimeout();
 
  protected:
@@ -34,6 +35,7 @@ class CTimeoutCheck {
   CTimeoutCheck(const CTimeoutCheck&) = delete;
   CTimeoutCheck& operator=(const CTimeoutCheck&) = delete;
 
+  // Behind the operations above: those keep their places in the table of virtual functions.
   /// The monotonic clock in ticks, and what a tick is.
   virtual std::uint64_t AbsoluteTime() const;
   virtual Timebase TimebaseInfo() const;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "TraceLog.h"
+#include <limits>
+
+#include "MonitorFolder.h"
 #include "httpPool/InitFeatureFlag.h"
 #include "httpPool/TimeoutCheck.h"
 
@@ -9,7 +11,10 @@ namespace {
 constexpr std::uint64_t kSecond = 1'000'000'000;
 
 struct Watched : CTimeoutCheck {
-  BasicString GetSelfIdentity() override { return "pool task"; }
+  BasicString GetSelfIdentity() override {
+    ++identityReads;
+    return identity;
+  }
   std::uint64_t AbsoluteTime() const override {
     ++clockReads;
     return now;
@@ -19,6 +24,8 @@ struct Watched : CTimeoutCheck {
   std::uint64_t now = 1000 * kSecond;
   Timebase timebase{1, 1};
   mutable int clockReads = 0;
+  BasicString identity = "pool task";
+  int identityReads = 0;
 };
 
 class TimeoutCheckTest : public testing::Test {
@@ -93,12 +100,61 @@ TEST_F(TimeoutCheckTest, RestartsWithInit) {
   EXPECT_FALSE(watched.IsTimeOut());
 }
 
-TEST_F(TimeoutCheckTest, ExitIfTimeoutRecordsNothingWhileTheMonitorIsOff) {
-  IS_MONITOR_POOL = false;
-  watched.now += 1000 * kSecond;
-  takeTrace();
+TEST_F(TimeoutCheckTest, ExitIfTimeoutRecordsNothingBeforeTheLimitOrWhileTheMonitorIsOff) {
+  const MonitorFolder folder;
+  watched.now += 300 * kSecond;
   watched.ExitIfTimeout();
-  EXPECT_TRUE(takeTrace().empty());
+  watched.now += 1000 * kSecond;
+  IS_MONITOR_POOL = false;
+  watched.ExitIfTimeout();
+  EXPECT_EQ(watched.identityReads, 0);
+  EXPECT_EQ(folder.record(), "");
+}
+
+TEST_F(TimeoutCheckTest, ExitIfTimeoutHandsTheOwnerToTheRecordAtEveryCall) {
+  const MonitorFolder folder;
+  watched.identity = "timed-out owner";
+  watched.now += 301 * kSecond;
+  watched.ExitIfTimeout();
+  EXPECT_EQ(folder.recordedNames(), std::vector<std::string>{"timed-out owner"});
+  watched.identity = "another name of it";
+  watched.ExitIfTimeout();
+  watched.ExitIfTimeout();
+  EXPECT_EQ(watched.identityReads, 3);
+  EXPECT_EQ(folder.recordedNames(), (std::vector<std::string>{"timed-out owner", "another name of it"}));
+}
+
+TEST_F(TimeoutCheckTest, AMultiplicationThatOverflowsWraps) {
+  watched.timebase = {125, 3};
+  constexpr std::uint64_t kLargestThatFits = std::numeric_limits<std::uint64_t>::max() / 125;
+  const std::uint64_t start = watched.now;
+  watched.now = start + kLargestThatFits;
+  EXPECT_TRUE(watched.IsTimeOut());
+  // 125 times one more is 2^64 + 9: 9 / 3 nanoseconds.
+  watched.now = start + kLargestThatFits + 1;
+  EXPECT_FALSE(watched.IsTimeOut());
+  watched.SetTimeout(0);
+  EXPECT_TRUE(watched.IsTimeOut());
+}
+
+TEST_F(TimeoutCheckTest, TheTicksMayWrapAroundMeanwhile) {
+  watched.now = std::numeric_limits<std::uint64_t>::max() - 99 * kSecond;
+  watched.InitTimeoutCheck();
+  watched.now += 300 * kSecond;
+  EXPECT_FALSE(watched.IsTimeOut());
+  watched.now += kSecond;
+  EXPECT_TRUE(watched.IsTimeOut());
+}
+
+TEST_F(TimeoutCheckTest, AnUptimeOfFiveHundredYearsIsATimeout) {
+  watched.now = 0;
+  watched.InitTimeoutCheck();
+  watched.now = std::uint64_t{500} * 365 * 86'400 * kSecond;
+  EXPECT_TRUE(watched.IsTimeOut());
+  watched.SetTimeout(std::numeric_limits<unsigned int>::max());
+  EXPECT_TRUE(watched.IsTimeOut());
+  watched.now = std::uint64_t{4'294'967'294} * kSecond;
+  EXPECT_FALSE(watched.IsTimeOut());
 }
 
 TEST(TimeoutCheckClockTest, TheClockIsMonotonicAndInNanoseconds) {
@@ -111,11 +167,6 @@ TEST(TimeoutCheckClockTest, TheClockIsMonotonicAndInNanoseconds) {
   const std::uint64_t first = check.AbsoluteTime();
   EXPECT_GE(check.AbsoluteTime(), first);
   EXPECT_EQ(check.TimebaseInfo().numer, check.TimebaseInfo().denom);
-}
-
-TEST(FeatureFlagTest, TheMonitorIsOff) {
-  InitFeatureFlag();
-  EXPECT_FALSE(IS_MONITOR_POOL);
 }
 
 }  // namespace
