@@ -43,7 +43,7 @@ class DepthScope {
 
 }  // namespace
 
-constinit CReport CPool::m_sReport;
+CReport CPool::m_sReport;
 
 CPool::CPool(const char* name) : ZEPTimer(this), m_name(name) {
   m_sReport.UpdateStatus(m_name.c_str(), nullptr, POOL_EVENT_POOL_CREATED);
