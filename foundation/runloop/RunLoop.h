@@ -10,14 +10,8 @@ namespace foundation {
 /// The mode a thread's run loop is being turned in.
 enum class RunLoopMode : unsigned { Default = 1, EventTracking = 2, ModalPanel = 4 };
 
-/// A set of modes, for timers and performs.
+/// A set of modes.
 using RunLoopModes = unsigned;
-constexpr RunLoopModes operator|(RunLoopMode a, RunLoopMode b) {
-  return static_cast<unsigned>(a) | static_cast<unsigned>(b);
-}
-inline constexpr RunLoopModes kAllRunLoopModes = static_cast<unsigned>(RunLoopMode::Default) |
-                                                 static_cast<unsigned>(RunLoopMode::EventTracking) |
-                                                 static_cast<unsigned>(RunLoopMode::ModalPanel);
 
 /// A thread's queue of work. There are two kinds: the loop of a GLib main context, which the host's toolkit
 /// turns (ContextRunLoop), and the private loop of a thread that this library made, which that thread turns
