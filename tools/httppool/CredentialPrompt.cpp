@@ -63,10 +63,6 @@ void appendEscaped(Secret& json, std::string_view text) {
   }
 }
 
-bool isYes(std::string_view text) {
-  return text == "y" || text == "Y" || text == "yes" || text == "Yes";
-}
-
 }  // namespace
 
 CredentialPrompt::CredentialPrompt(std::optional<Credentials> given)
@@ -178,13 +174,11 @@ std::optional<CredentialPrompt::Answer> CredentialPrompt::ask(std::string_view r
     terminal.show("This is not UTF-8, and skipped.\n");
     return std::nullopt;
   }
-  const auto remember =
-      terminal.ask("Remember for the other requests of this run? [y/N] ", Terminal::Echo::On);
+  const auto remember = terminal.askYesOrNo("Remember for the other requests of this run? [y/N] ");
   if (!remember) {
     return std::nullopt;
   }
-  return Answer{{std::string(user->text()), std::move(*password)},
-                isYes(remember->text()) ? Remember::Yes : Remember::No};
+  return Answer{{std::string(user->text()), std::move(*password)}, *remember ? Remember::Yes : Remember::No};
 }
 
 void CredentialPrompt::post(const std::optional<Answer>& answer) const {

@@ -116,6 +116,15 @@ std::optional<Secret> Terminal::ask(std::string_view question, Echo echo) {
   return line;
 }
 
+std::optional<bool> Terminal::askYesOrNo(std::string_view question) {
+  const auto answer = ask(question, Echo::On);
+  if (!answer) {
+    return std::nullopt;
+  }
+  const std::string_view text = answer->text();
+  return text == "y" || text == "Y" || text == "yes" || text == "Yes";
+}
+
 std::optional<Secret> Terminal::readLine() {
   Secret line;
   while (line.text().size() <= kLongestLine) {

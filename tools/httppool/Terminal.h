@@ -33,6 +33,9 @@ class Terminal {
   // or the question was stopped.
   std::optional<Secret> ask(std::string_view question, Echo echo);
 
+  // The same for a question that is answered with y; anything else is a no.
+  std::optional<bool> askYesOrNo(std::string_view question);
+
  private:
   class Silence;
 

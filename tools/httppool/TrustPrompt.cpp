@@ -37,10 +37,6 @@ int timerOf(std::optional<std::chrono::milliseconds> limit) {
   return timer;
 }
 
-bool isYes(std::string_view text) {
-  return text == "y" || text == "Y" || text == "yes" || text == "Yes";
-}
-
 }  // namespace
 
 TrustPrompt::TrustPrompt(Trust trust, std::optional<std::chrono::milliseconds> limit)
@@ -108,8 +104,7 @@ bool TrustPrompt::ask(const std::string& host, const std::string& fingerprint, b
   if (!terminal.show("The certificate cannot be verified of " + about)) {
     return false;
   }
-  const auto answer = terminal.ask("Trust this host for the rest of this run? [y/N] ", Terminal::Echo::On);
-  return answer && isYes(answer->text());
+  return terminal.askYesOrNo("Trust this host for the rest of this run? [y/N] ").value_or(false);
 }
 
 std::string fingerprint(const std::string& pem) {
