@@ -61,6 +61,13 @@ bool HeaderFields::isSafeValue(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
+std::string_view HeaderFields::trimmed(std::string_view text) {
+  constexpr std::string_view kAround = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kAround);
+  return first == std::string_view::npos ? std::string_view()
+                                         : text.substr(first, text.find_last_not_of(kAround) - first + 1);
+}
+
 bool HeaderFields::equalNames(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return lowerCased(x) == lowerCased(y); });

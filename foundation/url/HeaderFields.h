@@ -35,6 +35,8 @@ class FOUNDATION_EXPORT HeaderFields {
   static bool isToken(std::string_view text);
   /// No CR, LF or NUL, so that nothing can be injected (RFC 9110 §5.5).
   static bool isSafeValue(std::string_view text);
+  /// Without the white space and line ends around it.
+  static std::string_view trimmed(std::string_view text);
   static bool equalNames(std::string_view a, std::string_view b);
 
  private:

@@ -3,38 +3,20 @@
 #include <algorithm>
 #include <array>
 
+#include "foundation/url/URLCharacters.h"
+
 namespace foundation {
 namespace {
 
-constexpr bool isAlpha(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-constexpr bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-constexpr bool isHexDigit(char c) {
-  return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 bool contains(std::string_view set, char c) {
   return set.find(c) != std::string_view::npos;
-}
-
-bool isUnreserved(char c) {
-  return isAlpha(c) || isDigit(c) || contains("-._~", c);
-}
-bool isSubDelim(char c) {
-  return contains("!$&'()*+,;=", c);
 }
 
 /// unreserved / pct-encoded / sub-delims / one of `more`, any number of them.
 bool consistsOf(std::string_view text, std::string_view more) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (c == '%') {
-      if (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) {
-        return false;
-      }
+    if (isEscape(text, i)) {
       i += 2;
     } else if (!isUnreserved(c) && !isSubDelim(c) && !contains(more, c)) {
       return false;

@@ -2,28 +2,18 @@
 
 #include <string>
 
+#include "foundation/url/URLCharacters.h"
 #include "foundation/url/loader/CurlHandles.h"
 
 namespace foundation {
 namespace {
-
-bool isHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-bool mayStandInURL(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-         std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
-}
 
 std::string percentEncoded(std::string_view text) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    const bool isEscape =
-        c == '%' && i + 2 < text.size() && isHexDigit(text[i + 1]) && isHexDigit(text[i + 2]);
-    if (isEscape || mayStandInURL(c)) {
+    if (isEscape(text, i) || isUnreserved(c) || isGenDelim(c) || isSubDelim(c)) {
       encoded.push_back(c);
     } else {
       const auto byte = static_cast<unsigned char>(c);

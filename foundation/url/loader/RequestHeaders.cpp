@@ -14,12 +14,6 @@ namespace {
 
 constexpr std::string_view kUserAgent = "zepfoundation/0.1";
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t");
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 bool framesTheMessage(std::string_view name) {
   constexpr std::array<std::string_view, 3> kNames = {"Content-Length", "Transfer-Encoding", "Expect"};
   return std::any_of(kNames.begin(), kNames.end(),
@@ -73,9 +67,9 @@ RequestHeaders makeRequestHeaders(const URLRequest& request) {
     if (!HeaderFields::isToken(name) || !HeaderFields::isSafeValue(value)) {
       traceLeftOut(name);
     } else if (HeaderFields::equalNames(name, "Cookie")) {
-      headers.cookies = trimmed(value);
+      headers.cookies = HeaderFields::trimmed(value);
     } else if (!framesTheMessage(name)) {
-      list.add(name, trimmed(value));
+      list.add(name, HeaderFields::trimmed(value));
     }
   }
   if (fields.value("User-Agent") == nullptr) {

@@ -10,12 +10,6 @@ namespace {
 
 constexpr std::size_t kLinesLimit = 1000;
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
 /// "retry-after" becomes "Retry-After"; a name with a capital letter stays as the peer spelled it.
 std::string usualSpelling(std::string_view name) {
   std::string spelled(name);
@@ -41,7 +35,7 @@ ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
   }
   if (line.starts_with("HTTP/")) {
     beginAnswer(line);
-  } else if (trimmed(line).empty()) {
+  } else if (HeaderFields::trimmed(line).empty()) {
     const bool interim = statusCode_ >= 100 && statusCode_ < 200 && statusCode_ != 101;
     return interim ? Progress::More : Progress::Complete;
   } else {
@@ -68,8 +62,8 @@ void ResponseHead::addField(std::string_view line) {
     // An obsolete folded line (RFC 9112 §5.2) or noise: no field of its own.
     return;
   }
-  const std::string name = usualSpelling(trimmed(line.substr(0, colon)));
-  const std::string_view value = trimmed(line.substr(colon + 1));
+  const std::string name = usualSpelling(HeaderFields::trimmed(line.substr(0, colon)));
+  const std::string_view value = HeaderFields::trimmed(line.substr(colon + 1));
   fields_.append(name, value);
   if (HeaderFields::equalNames(name, "WWW-Authenticate")) {
     serverChallenges_.emplace_back(value);
