@@ -13,16 +13,6 @@
 namespace traceplugin {
 namespace {
 
-bool isSame(const struct stat& one, const struct stat& other) {
-  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
-/// One word for a file, so that threads read it whole.
-std::uint64_t identityOf(const struct stat& file) {
-  constexpr std::uint64_t kOddFactor = 0x9e3779b97f4a7c15U;
-  return static_cast<std::uint64_t>(file.st_ino) ^ static_cast<std::uint64_t>(file.st_dev) * kOddFactor;
-}
-
 const char* reasonOf(int error) {
   switch (error) {
     case ELOOP:
@@ -73,9 +63,9 @@ const char* TraceFile::open(const char* path, std::uint64_t maxBytes) {
   if (opened < 0) {
     return reasonOf(errno);
   }
-  struct stat file {};
-  fstat(opened, &file);
-  identity_.store(identityOf(file), std::memory_order_relaxed);
+  FileState file;
+  file.readOf(opened);
+  identity_.store(file.identity(), std::memory_order_relaxed);
   descriptor_.store(opened, std::memory_order_relaxed);
   isRotated_.store(maxBytes > 0, std::memory_order_relaxed);
   return nullptr;
@@ -90,8 +80,8 @@ bool TraceFile::write(const Record& record) {
 int TraceFile::openNamed() const {
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
   const int opened = aboveStandardDescriptors(::open(path_, kFlags, 0600));
-  struct stat file {};
-  if (opened >= 0 && (fstat(opened, &file) != 0 || !(S_ISREG(file.st_mode) || S_ISCHR(file.st_mode)))) {
+  FileState file;
+  if (opened >= 0 && !(file.readOf(opened) && file.isTraceable)) {
     close(opened);
     errno = EINVAL;
     return -1;
@@ -102,8 +92,8 @@ int TraceFile::openNamed() const {
 /// Where a record of that size is to be written; below 0 when there is no such place.
 int TraceFile::descriptorFor(std::size_t bytes) {
   const int descriptor = descriptor_.load(std::memory_order_relaxed);
-  struct stat opened {};
-  switch (place(opened)) {
+  FileState opened;
+  switch (placeOf(descriptor, opened)) {
     case Place::Named:
       if (overflows(opened, bytes)) {
         rotate(bytes);
@@ -119,24 +109,23 @@ int TraceFile::descriptorFor(std::size_t bytes) {
 }
 
 /// A host that closes all descriptors, as daemons do, may have opened something else under our number.
-TraceFile::Place TraceFile::place(struct stat& opened) const {
+TraceFile::Place TraceFile::placeOf(int descriptor, FileState& opened) const {
   // Other threads may put a new file under the descriptor between two looks; hardly so three times.
   constexpr int kLooks = 3;
   bool isOurs = false;
   for (int look = 0; look < kLooks && !isOurs; ++look) {
-    struct stat named {};
-    const bool isOpen = fstat(descriptor_.load(std::memory_order_relaxed), &opened) == 0;
-    if (isOpen && lstat(path_, &named) == 0 && isSame(opened, named)) {
+    FileState named;
+    const bool isOpen = opened.readOf(descriptor);
+    if (isOpen && named.readNamed(path_) && opened.isSameFile(named)) {
       return Place::Named;
     }
-    isOurs = isOpen && identityOf(opened) == identity_.load(std::memory_order_relaxed);
+    isOurs = isOpen && opened.identity() == identity_.load(std::memory_order_relaxed);
   }
   return isOurs ? Place::Moved : Place::Lost;
 }
 
-bool TraceFile::overflows(const struct stat& file, std::size_t bytes) const {
-  const auto size = static_cast<std::uint64_t>(file.st_size);
-  return isRotated_.load(std::memory_order_relaxed) && size > 0 && size + bytes > maxBytes_;
+bool TraceFile::overflows(const FileState& file, std::size_t bytes) const {
+  return isRotated_.load(std::memory_order_relaxed) && file.size > 0 && file.size + bytes > maxBytes_;
 }
 
 /// One thread of all processes rotates; the others go on with the file they have, wherever it is by then.
@@ -157,9 +146,9 @@ void TraceFile::rotate(std::size_t bytes) {
 
 /// Under the lock: the name may have got a new file since we looked.
 void TraceFile::renameIfFull(int lock, std::size_t bytes) {
-  struct stat locked {};
-  struct stat named {};
-  if (fstat(lock, &locked) != 0 || lstat(path_, &named) != 0 || !isSame(locked, named) ||
+  FileState locked;
+  FileState named;
+  if (!locked.readOf(lock) || !named.readNamed(path_) || !locked.isSameFile(named) ||
       !overflows(named, bytes)) {
     return;
   }
@@ -178,11 +167,11 @@ void TraceFile::followName() {
 
 /// The descriptor's number stays: another thread may be about to write to it.
 void TraceFile::adopt(int opened) {
-  struct stat file {};
-  fstat(opened, &file);
+  FileState file;
+  file.readOf(opened);
   lines_.beginFile();
   dup3(opened, descriptor_.load(std::memory_order_relaxed), O_CLOEXEC);
-  identity_.store(identityOf(file), std::memory_order_relaxed);
+  identity_.store(file.identity(), std::memory_order_relaxed);
   close(opened);
 }
 
@@ -192,13 +181,13 @@ int TraceFile::replaceDescriptor(int lost) {
   if (opened < 0) {
     return -1;
   }
-  struct stat file {};
-  fstat(opened, &file);
+  FileState file;
+  file.readOf(opened);
   if (!descriptor_.compare_exchange_strong(lost, opened, std::memory_order_relaxed)) {
     close(opened);
     return lost;
   }
-  identity_.store(identityOf(file), std::memory_order_relaxed);
+  identity_.store(file.identity(), std::memory_order_relaxed);
   return opened;
 }
 

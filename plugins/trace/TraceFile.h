@@ -7,12 +7,11 @@
 // The file is followed by its name: when somebody has moved or removed it, it is begun anew. Part of the plug-in's one
 // state, which is never destroyed.
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <climits>
 #include <cstdint>
 
+#include "plugins/trace/FileState.h"
 #include "plugins/trace/LineWriter.h"
 
 namespace traceplugin {
@@ -35,8 +34,8 @@ class TraceFile {
 
   int openNamed() const;
   int descriptorFor(std::size_t bytes);
-  Place place(struct stat& opened) const;
-  bool overflows(const struct stat& file, std::size_t bytes) const;
+  Place placeOf(int descriptor, FileState& opened) const;
+  bool overflows(const FileState& file, std::size_t bytes) const;
   void rotate(std::size_t bytes);
   void renameIfFull(int lock, std::size_t bytes);
   void followName();
