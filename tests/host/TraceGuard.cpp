@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <utility>
 
 #include "tests/support/ApacheServer.h"
-#include "tests/support/Files.h"
 #include "tests/support/SquidServer.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TraceRecord.h"
 
 namespace test {
 namespace {
@@ -58,23 +59,11 @@ void addSecret(const std::string& secret) {
 }
 
 std::vector<std::string> tracedTexts() {
-  const std::string file = guard->folder.file("traces");
-  const std::string record = fileExists(file) ? readFile(file) : "";
   std::vector<std::string> texts;
-  // The writer's name, the text's length, the text, which may hold line ends, a line end.
-  for (std::size_t at = 0; at < record.size();) {
-    const std::size_t nameEnd = record.find(' ', at);
-    const std::size_t lengthEnd = record.find(' ', nameEnd + 1);
-    if (nameEnd == std::string::npos || lengthEnd == std::string::npos) {
-      ADD_FAILURE() << "the record ends in the middle: " << record.substr(at);
-      break;
+  for (TracePiece& piece : readTraceRecord(guard->folder.file("traces"))) {
+    if (!piece.text.starts_with("GetSuccessResult")) {
+      texts.push_back(std::move(piece.text));
     }
-    const std::size_t length = std::stoul(record.substr(nameEnd + 1, lengthEnd - nameEnd - 1));
-    std::string text = record.substr(lengthEnd + 1, length);
-    if (!text.starts_with("GetSuccessResult")) {
-      texts.push_back(std::move(text));
-    }
-    at = lengthEnd + 1 + length + 1;
   }
   return texts;
 }

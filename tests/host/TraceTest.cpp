@@ -10,31 +10,12 @@
 #include "tests/support/Files.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TraceRecord.h"
 
 namespace test {
 namespace {
 
-struct Piece {
-  std::string writer;
-  std::string text;
-};
-
-/// The record's lines are the writer's name, the text's length, and the text, which may hold line ends.
-std::vector<Piece> parseRecord(const std::string& record) {
-  std::vector<Piece> pieces;
-  for (std::size_t at = 0; at < record.size();) {
-    const std::size_t nameEnd = record.find(' ', at);
-    const std::size_t lengthEnd = record.find(' ', nameEnd + 1);
-    if (nameEnd == std::string::npos || lengthEnd == std::string::npos) {
-      ADD_FAILURE() << "the record ends in the middle: " << record.substr(at);
-      break;
-    }
-    const std::size_t length = std::stoul(record.substr(nameEnd + 1, lengthEnd - nameEnd - 1));
-    pieces.push_back({record.substr(at, nameEnd - at), record.substr(lengthEnd + 1, length)});
-    at = lengthEnd + 1 + length + 1;
-  }
-  return pieces;
-}
+using Piece = TracePiece;
 
 class Trace : public testing::Test {
  protected:
@@ -57,7 +38,7 @@ class Trace : public testing::Test {
          .outputFile = output});
     const auto end = host.wait(std::chrono::minutes(3));
     EXPECT_EQ(end.value_or(ChildProcess::End{}).exitStatus, 0) << readFile(output);
-    return parseRecord(fileExists(record) ? readFile(record) : "");
+    return readTraceRecord(record);
   }
 
   NginxServer server_;

@@ -10,6 +10,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TraceRecord.h"
 
 namespace {
 
@@ -34,7 +35,11 @@ class Tracing : public testing::Test {
                                .outputFile = folder_.file("X/output")});
     EXPECT_EQ(driver.wait().value_or(test::ChildProcess::End{.exitStatus = -1}).exitStatus, 0);
     output = test::readFile(folder_.file("X/output"));
-    return test::fileExists(record) ? parsed(test::readFile(record)) : Lines();
+    Lines lines;
+    for (const test::TracePiece& piece : test::readTraceRecord(record)) {
+      lines.push_back(piece.writer + " " + piece.text);
+    }
+    return lines;
   }
 
   std::string folder = "X/Contents/MacOS";
@@ -42,18 +47,6 @@ class Tracing : public testing::Test {
   std::string output;
 
  private:
-  static Lines parsed(const std::string& record) {
-    Lines lines;
-    for (std::size_t at = 0; at < record.size();) {
-      const std::size_t nameEnd = record.find(' ', at);
-      const std::size_t lengthEnd = record.find(' ', nameEnd + 1);
-      const std::size_t length = std::stoul(record.substr(nameEnd + 1, lengthEnd - nameEnd - 1));
-      lines.push_back(record.substr(at, nameEnd - at) + " " + record.substr(lengthEnd + 1, length));
-      at = lengthEnd + length + 2;
-    }
-    return lines;
-  }
-
   test::TemporaryFolder folder_;
 };
 
