@@ -304,33 +304,26 @@ class ServerTrustTest : public ChallengeTest {
     }
     return texts;
   }
+  void expectRefusalWith(const std::string& line) {
+    EXPECT_EQ(sender->cancels, 1);
+    EXPECT_EQ(downloader->errorCode(), 1);
+    EXPECT_EQ(downloader->GetDownloadState(), HTTP_CALL_FAILED);
+    EXPECT_THAT(order(), ElementsAre(HasSubstr("remotehost:asker"), line, HasSubstr("errorcode:1"),
+                                     HasSubstr("state:1")));
+  }
 };
 
 TEST_F(ServerTrustTest, AnEvaluationThatFailsRefusesTheServer) {
   show({});
   challenge();
-  EXPECT_EQ(sender->cancels, 1);
-  EXPECT_EQ(downloader->errorCode(), 1);
-  EXPECT_EQ(downloader->GetDownloadState(), HTTP_CALL_FAILED);
-  EXPECT_THAT(
-      order(),
-      ElementsAre(HasSubstr("remotehost:asker"),
-                  "4-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n",
-                  HasSubstr("errorcode:1"), HasSubstr("state:1")));
+  expectRefusalWith("4-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n");
 }
 
 TEST_F(ServerTrustTest, AFatalFailureRefusesTheServer) {
   show({"no certificate at all"});
   engine.adjacency = true;
   challenge();
-  EXPECT_EQ(sender->cancels, 1);
-  EXPECT_EQ(downloader->errorCode(), 1);
-  EXPECT_EQ(downloader->GetDownloadState(), HTTP_CALL_FAILED);
-  EXPECT_THAT(
-      order(),
-      ElementsAre(HasSubstr("remotehost:asker"),
-                  "2-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n",
-                  HasSubstr("errorcode:1"), HasSubstr("state:1")));
+  expectRefusalWith("2-[MacDownloader handleAuthenticationChallenge:], requesting untrusted connection.\n");
   EXPECT_EQ(engine.localizationsAsked, 0);
 }
 
