@@ -7,47 +7,22 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
-#include <memory>
-#include <set>
 #include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
 
-#include "tests/host/HostPool.h"
-#include "tests/host/PromptHost.h"
+#include "tests/host/SignIn.h"
 #include "tests/host/TraceGuard.h"
-#include "tests/support/ApacheServer.h"
-#include "tests/support/CertificateAuthority.h"
 #include "tests/support/EchoedRequest.h"
-#include "tests/support/Files.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/RawServer.h"
-#include "tests/support/SquidServer.h"
 #include "tests/support/UserFile.h"
 
 namespace test {
 namespace {
 
-constexpr int kAuthenticationFailed = 3;
-constexpr int kProxyRefused = 1;
 constexpr int kUnexpectedStatus = 2;
-
-Reply right(const ApacheServer::User& user, bool remember = false) {
-  return give(user.name, user.password, remember);
-}
-Reply wrong(const ApacheServer::User& user, bool remember = false) {
-  return give(user.name, "not-the-password", remember);
-}
-
-/// What the server has seen: each request's status and the scheme of its Authorization.
-std::vector<std::string> wire(const std::vector<ApacheServer::Access>& accesses) {
-  std::vector<std::string> seen;
-  for (const auto& access : accesses) {
-    seen.push_back(std::to_string(access.status) + (access.scheme.empty() ? "" : " " + access.scheme));
-  }
-  return seen;
-}
 
 struct Case {
   const char* name;
@@ -85,11 +60,6 @@ TEST_P(SignIn, GoesAsTheHostAnswers) {
   EXPECT_EQ(wire(server.accesses(row.path)), row.wire);
   EXPECT_EQ(ApacheServer::connectionsOf(server.accesses(row.path)), row.connections);
 }
-
-using Warnings = std::vector<bool>;
-using Wire = std::vector<std::string>;
-constexpr auto kBasic = ApacheServer::kBasic;
-constexpr auto kAlice = ApacheServer::kNtlmAlice;
 
 INSTANTIATE_TEST_SUITE_P(
     All, SignIn,
@@ -160,15 +130,6 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"NoKnownScheme", "/bearer/echo", {right(kBasic)}, {}, {"401"}, kUnexpectedStatus},
         Case{"Open", "/open/echo", {right(kBasic)}, {}, {"200"}}),
     [](const testing::TestParamInfo<Case>& info) { return info.param.name; });
-
-class SignInAgain : public testing::Test {
- protected:
-  Outcome run(const std::string& target) { return pool.run({.url = server.url(target)}); }
-  Wire seen(const std::string& path) { return wire(server.accesses(path)); }
-
-  ApacheServer server;
-  HostPool pool;
-};
 
 TEST_F(SignInAgain, AStoredCredentialIsUsedWithoutAsking) {
   // The second NTLM request finds the connection that the first has signed in.
@@ -369,170 +330,6 @@ TEST(Unanswered, ManyDoNotKeepOthersFromRunning) {
   ASSERT_EQ(pool.launch("other"), ZEP_HTTP_TASK_REQUESTING);
   ASSERT_TRUE(turnUntil([&] { return pool.status("other") == ZEP_HTTP_TASK_DONE; }));
   ZEP_HttpPool_ClearTask(pool.name().c_str());
-}
-
-// --- Proxies. ---
-
-class RefusingProxy : public testing::TestWithParam<SquidServer::Mode> {};
-
-TEST_P(RefusingProxy, FailsEveryRequest) {
-  CertificateAuthority authority;
-  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
-  NginxServer origin({.certificate = authority.good()});
-  SquidServer proxy({.mode = GetParam()});
-  setenv("http_proxy", proxy.url().c_str(), 1);
-  setenv("https_proxy", proxy.url().c_str(), 1);
-  const PromptHost host([](const Prompt&) { return give("proxyuser", "proxypass"); });
-  HostPool pool;
-  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kProxyRefused));
-  EXPECT_EQ(pool.run({.url = origin.tlsUrl("/text")}), failed(kProxyRefused));
-  EXPECT_EQ(host.prompts().size(), 0U) << "a proxy is never given a credential";
-  EXPECT_EQ(origin.accesses().size(), 0U);
-  ASSERT_TRUE(proxy.waitForAccesses("CONNECT", 1));
-  for (const auto& access : proxy.accesses()) {
-    EXPECT_EQ(access.status, 407);
-    EXPECT_EQ(access.scheme, "");
-  }
-  const auto texts = tracedTexts();
-  EXPECT_EQ(
-      std::count(texts.begin(), texts.end(),
-                 "-[MacDownloader handleAuthenticationChallenge:], NSURLProtectionSpace isProxy begin\n"),
-      2);
-}
-
-INSTANTIATE_TEST_SUITE_P(All, RefusingProxy,
-                         testing::Values(SquidServer::Mode::ForwardBasic, SquidServer::Mode::ForwardNtlm),
-                         [](const auto& info) {
-                           return info.param == SquidServer::Mode::ForwardBasic ? "Basic" : "Ntlm";
-                         });
-
-TEST(ProxyPassword, OfTheProxySettingIsGivenToTheProxyOnly) {
-  CertificateAuthority authority;
-  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
-  NginxServer origin({.certificate = authority.good()});
-  SquidServer proxy({.mode = SquidServer::Mode::ForwardBasic});
-  std::string url = proxy.url();
-  url.insert(url.find("//") + 2, "proxyuser:proxypass@");
-  setenv("http_proxy", url.c_str(), 1);
-  setenv("https_proxy", url.c_str(), 1);
-  HostPool pool;
-  for (const std::string& target : {origin.url("/echo"), origin.tlsUrl("/echo")}) {
-    const Outcome outcome = pool.run({.url = target});
-    ASSERT_EQ(outcome.status, ZEP_HTTP_TASK_DONE) << outcome;
-    EXPECT_FALSE(EchoedRequest::parse(outcome.result).has("Proxy-Authorization"));
-  }
-}
-
-TEST(OpenProxy, LetsAServersOwnChallengeThrough) {
-  ApacheServer server;
-  SquidServer proxy({.mode = SquidServer::Mode::ForwardOpen});
-  setenv("http_proxy", proxy.url().c_str(), 1);
-  const PromptHost host({right(kBasic)});
-  HostPool pool;
-  EXPECT_EQ(pool.run({.url = server.url("/basic/echo")}).status, ZEP_HTTP_TASK_DONE);
-  EXPECT_EQ(host.warnings(), Warnings{false});
-}
-
-// --- NTLM by the other acceptor, with large bodies, and many at once. ---
-
-class NtlmBySamba : public testing::Test {
- protected:
-  NginxServer origin;
-  SquidServer server{{.mode = SquidServer::Mode::ReverseNtlm, .originPort = origin.port()}};
-  HostPool pool;
-};
-
-TEST_F(NtlmBySamba, LetsTheRightOneIn) {
-  const PromptHost host({give("alice", "not-the-password"), give("alice", SquidServer::kNtlm.password)});
-  EXPECT_EQ(pool.run({.url = server.url("/text")}), done("Hello, pool!"));
-  EXPECT_EQ(host.warnings(), (Warnings{false, true}));
-  EXPECT_EQ(origin.accesses("/text").size(), 1U);
-  for (const auto& access : server.accesses()) {
-    EXPECT_NE(access.scheme, "Basic");
-  }
-}
-
-TEST_F(NtlmBySamba, TakesAMegabyteWholeAndOnce) {
-  const std::string body(1'000'000, 'p');
-  const PromptHost host({give("alice", SquidServer::kNtlm.password)});
-  const Outcome outcome = pool.run({.url = server.url("/echo"), .post = body});
-  ASSERT_EQ(outcome.status, ZEP_HTTP_TASK_DONE);
-  EXPECT_EQ(EchoedRequest::parse(outcome.result).body, body);
-  EXPECT_EQ(origin.accesses("/echo").size(), 1U);
-}
-
-TEST_F(SignInAgain, AMegabyteThroughNtlmArrivesWholeAndOnce) {
-  const std::string body(1'000'000, 'p');
-  const PromptHost host({right(kAlice)});
-  const Outcome outcome = pool.run({.url = server.url("/ntlm/echo"), .post = body});
-  ASSERT_EQ(outcome.status, ZEP_HTTP_TASK_DONE);
-  EXPECT_EQ(EchoedRequest::parse(outcome.result).body, body);
-  const auto all = seen("/ntlm/echo");
-  EXPECT_EQ(std::count(all.begin(), all.end(), "200 NTLM"), 1);
-  EXPECT_EQ(
-      std::count_if(all.begin(), all.end(), [](const std::string& one) { return one.starts_with("200"); }),
-      1);
-}
-
-/// Each brings its own password in its URL, so that one's connection must never serve the other.
-TEST_F(SignInAgain, TwentyNtlmTasksAtOnceGetTheirOwnOutcomes) {
-  constexpr int kTasks = 20;
-  const PromptHost host(std::vector<Reply>{});
-  const auto isGood = [](int task) { return task % 3 != 0; };
-  for (int round = 0; round < 2; ++round) {
-    for (int task = 0; task < kTasks; ++task) {
-      std::string url = server.url("/ntlm/echo");
-      const std::string user = task % 2 == 0 ? "alice" : "bob";
-      const std::string password = !isGood(task) ? "bad" : task % 2 == 0 ? "wonderland" : "builder";
-      url.insert(url.find("//") + 2, user + ":" + password + "@");
-      const std::string name = std::to_string(round) + "/" + std::to_string(task);
-      pool.add(name, {.url = url, .post = name});
-      ASSERT_EQ(pool.launch(name), ZEP_HTTP_TASK_REQUESTING);
-    }
-    ASSERT_TRUE(pool.await());
-    for (int task = 0; task < kTasks; ++task) {
-      const std::string name = std::to_string(round) + "/" + std::to_string(task);
-      const Outcome outcome = pool.outcome(name);
-      if (isGood(task)) {
-        ASSERT_EQ(outcome.status, ZEP_HTTP_TASK_DONE) << name;
-        EXPECT_EQ(EchoedRequest::parse(outcome.result).body, name);
-      } else {
-        EXPECT_EQ(outcome, failed(kAuthenticationFailed)) << name;
-      }
-    }
-  }
-  // Nobody was let in on a connection that had not been signed in first.
-  std::set<long> signedIn;
-  for (const auto& access : server.accesses("/ntlm/echo")) {
-    if (access.status == 200) {
-      EXPECT_TRUE(access.scheme == "NTLM" || signedIn.contains(access.connection));
-      signedIn.insert(access.connection);
-    }
-  }
-}
-
-/// The host answers with good and bad passwords in turn; an answer reaches everybody who waits at that moment.
-TEST_F(SignInAgain, TwentyTasksThatAskAtOnceAllEndAsTheServerSays) {
-  constexpr int kTasks = 20;
-  std::atomic<int> asked = 0;
-  const PromptHost host([&](const Prompt& prompt) {
-    return prompt.warns ? skip() : ++asked % 2 == 0 ? right(kAlice) : wrong(kAlice);
-  });
-  for (int task = 0; task < kTasks; ++task) {
-    pool.add(std::to_string(task), {.url = server.url("/ntlm/echo")});
-    pool.launch(std::to_string(task));
-  }
-  ASSERT_TRUE(pool.await());
-  int done = 0;
-  for (int task = 0; task < kTasks; ++task) {
-    const Outcome outcome = pool.outcome(std::to_string(task));
-    done += outcome.status == ZEP_HTTP_TASK_DONE ? 1 : 0;
-    EXPECT_TRUE(outcome.status == ZEP_HTTP_TASK_DONE || outcome == failed(kAuthenticationFailed)) << outcome;
-  }
-  const auto all = seen("/ntlm/echo");
-  EXPECT_EQ(
-      std::count_if(all.begin(), all.end(), [](const std::string& one) { return one.starts_with("200"); }),
-      done);
 }
 
 // --- When the host answers. ---
