@@ -1,6 +1,7 @@
 #include "plugins/trace/TraceFile.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -65,8 +66,7 @@ const char* TraceFile::open(const char* path, std::uint64_t maxBytes) {
   }
   FileState file;
   file.readOf(opened);
-  identity_.store(file.identity(), std::memory_order_relaxed);
-  descriptor_.store(opened, std::memory_order_relaxed);
+  setDescriptor(opened, file.identity());
   isRotated_.store(maxBytes > 0, std::memory_order_relaxed);
   return nullptr;
 }
@@ -91,37 +91,43 @@ int TraceFile::openNamed() const {
 
 /// Where a record of that size is to be written; below 0 when there is no such place.
 int TraceFile::descriptorFor(std::size_t bytes) {
-  const int descriptor = descriptor_.load(std::memory_order_relaxed);
-  FileState opened;
-  switch (placeOf(descriptor, opened)) {
-    case Place::Named:
-      if (overflows(opened, bytes)) {
-        rotate(bytes);
-      }
-      return descriptor;
-    case Place::Moved:
-      followName();
-      return descriptor;
-    case Place::Lost:
-      return replaceDescriptor(descriptor);
+  constexpr int kPatience = 10000;
+  for (int turn = 0; turn < kPatience; ++turn) {
+    const int descriptor = descriptor_.load(std::memory_order_acquire);
+    FileState opened;
+    switch (placeOf(descriptor, opened)) {
+      case Place::Named:
+        if (overflows(opened, bytes)) {
+          rotate(bytes);
+        }
+        return descriptor;
+      case Place::Moved:
+        followName();
+        return descriptor;
+      case Place::Unknown:
+        if (change_.tryLock()) {
+          const int replaced = replaceDescriptorLocked();
+          change_.unlock();
+          return replaced;
+        }
+        sched_yield();
+    }
   }
   return -1;
 }
 
-/// A host that closes all descriptors, as daemons do, may have opened something else under our number.
 TraceFile::Place TraceFile::placeOf(int descriptor, FileState& opened) const {
-  // Other threads may put a new file under the descriptor between two looks; hardly so three times.
-  constexpr int kLooks = 3;
-  bool isOurs = false;
-  for (int look = 0; look < kLooks && !isOurs; ++look) {
-    FileState named;
-    const bool isOpen = opened.readOf(descriptor);
-    if (isOpen && named.readNamed(path_) && opened.isSameFile(named)) {
-      return Place::Named;
-    }
-    isOurs = isOpen && opened.identity() == identity_.load(std::memory_order_relaxed);
+  FileState named;
+  if (!opened.readOf(descriptor)) {
+    return Place::Unknown;
   }
-  return isOurs ? Place::Moved : Place::Lost;
+  if (named.readNamed(path_) && opened.isSameFile(named)) {
+    return Place::Named;
+  }
+  const std::uint64_t identity = opened.identity();
+  const bool isOurs = identity == nextIdentity_.load(std::memory_order_acquire) ||
+                      identity == identity_.load(std::memory_order_acquire);
+  return isOurs ? Place::Moved : Place::Unknown;
 }
 
 bool TraceFile::overflows(const FileState& file, std::size_t bytes) const {
@@ -165,30 +171,43 @@ void TraceFile::followName() {
   }
 }
 
-/// The descriptor's number stays: another thread may be about to write to it.
+/// The descriptor's number stays: another thread may be about to write to it. If one just changes it, too, the next
+/// line sees what became of it.
 void TraceFile::adopt(int opened) {
   FileState file;
-  file.readOf(opened);
-  lines_.beginFile();
-  dup3(opened, descriptor_.load(std::memory_order_relaxed), O_CLOEXEC);
-  identity_.store(file.identity(), std::memory_order_relaxed);
+  if (file.readOf(opened) && change_.tryLock()) {
+    const int descriptor = descriptor_.load(std::memory_order_acquire);
+    FileState current;
+    if (placeOf(descriptor, current) != Place::Unknown) {
+      lines_.beginFile();
+      nextIdentity_.store(file.identity(), std::memory_order_release);
+      dup3(opened, descriptor, O_CLOEXEC);
+      identity_.store(file.identity(), std::memory_order_release);
+    }
+    change_.unlock();
+  }
   close(opened);
 }
 
-/// The lost number is the host's now and left alone. Below 0 when the file cannot be opened again.
-int TraceFile::replaceDescriptor(int lost) {
-  const int opened = openNamed();
-  if (opened < 0) {
-    return -1;
-  }
+/// For a host that closes all descriptors, as daemons do, and may have opened something else under our number, which is
+/// left alone then. Below 0 when the file cannot be opened again.
+int TraceFile::replaceDescriptorLocked() {
+  const int descriptor = descriptor_.load(std::memory_order_acquire);
   FileState file;
-  file.readOf(opened);
-  if (!descriptor_.compare_exchange_strong(lost, opened, std::memory_order_relaxed)) {
-    close(opened);
-    return lost;
+  // No other thread changes anything now, so this look is right.
+  if (placeOf(descriptor, file) != Place::Unknown) {
+    return descriptor;
   }
-  identity_.store(file.identity(), std::memory_order_relaxed);
+  const int opened = openNamed();
+  file.readOf(opened);
+  setDescriptor(opened, file.identity());
   return opened;
+}
+
+void TraceFile::setDescriptor(int descriptor, std::uint64_t identity) {
+  nextIdentity_.store(identity, std::memory_order_release);
+  identity_.store(identity, std::memory_order_release);
+  descriptor_.store(descriptor, std::memory_order_release);
 }
 
 }  // namespace traceplugin

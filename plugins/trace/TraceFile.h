@@ -13,6 +13,7 @@
 
 #include "plugins/trace/FileState.h"
 #include "plugins/trace/LineWriter.h"
+#include "plugins/trace/ProcessLock.h"
 
 namespace traceplugin {
 
@@ -27,9 +28,9 @@ class TraceFile {
 
  private:
   enum class Place {
-    Named,  ///< the descriptor leads to the file of that name
-    Moved,  ///< that file has another name now, or none
-    Lost    ///< the descriptor is not ours any more
+    Named,   ///< the descriptor leads to the file of that name
+    Moved,   ///< that file has another name now, or none
+    Unknown  ///< the descriptor is not ours any more, or another thread has just changed it
   };
 
   int openNamed() const;
@@ -40,15 +41,20 @@ class TraceFile {
   void renameIfFull(int lock, std::size_t bytes);
   void followName();
   void adopt(int opened);
-  int replaceDescriptor(int lost);
+  int replaceDescriptorLocked();
+  void setDescriptor(int descriptor, std::uint64_t identity);
 
   char path_[PATH_MAX] = "";  ///< absolute, so that the host may change its folder
   char oldPath_[PATH_MAX] = "";
   std::uint64_t maxBytes_ = 0;
   std::atomic<bool> isRotated_{false};
-  std::atomic<int> descriptor_{-1};
-  std::atomic<std::uint64_t> identity_{0};  ///< of the file that was last put under the descriptor
   LineWriter lines_;
+
+  ProcessLock change_;  ///< for the thread that changes what follows
+  std::atomic<int> descriptor_{-1};
+  // The descriptor leads to one of the two.
+  std::atomic<std::uint64_t> identity_{0};
+  std::atomic<std::uint64_t> nextIdentity_{0};
 };
 
 }  // namespace traceplugin

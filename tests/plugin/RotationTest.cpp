@@ -107,7 +107,8 @@ TEST_F(TraceRotation, TheNewFileIsItsOwnersOnly) {
 TEST_F(TraceRotation, KeepsTheLastLinesThroughManyRotations) {
   const Gate gate(host.path("gate"));
   gate.go();
-  EXPECT_EQ(host.run({"threads", gate.path(), "1", "3000", "50"}, {{"QLX_TRACE_MAX_BYTES", "20000"}}), "0\n");
+  EXPECT_EQ(host.run({"threads", gate.path(), "1", "3000", "50"}, {{"QLX_TRACE_MAX_BYTES", "20000"}}),
+            "0 0\n");
   EXPECT_LE(std::filesystem::file_size(host.file()), 20000U);
   EXPECT_LE(std::filesystem::file_size(oldFile()), 20000U);
   const Texts texts = textsOf(linesOfBoth());
@@ -149,17 +150,21 @@ TEST_F(TraceRotation, LosesNoLineOfTwoProcessesAndTheirThreads) {
   }
 }
 
-// Whatever the threads do at once, there are whole lines only.
-TEST_F(TraceRotation, WritesWholeLinesInManyThreads) {
+// Whatever the threads do at once, there are whole lines only, and no descriptor is left open.
+TEST_F(TraceRotation, OfManyThreadsKeepsLinesWholeAndDescriptorsFew) {
   const Gate gate(host.path("gate"));
-  const auto options =
-      host.options({"threads", gate.path(), "4", "1000", "100"}, {{"QLX_TRACE_MAX_BYTES", "5000"}});
+  auto options =
+      host.options({"threads", gate.path(), "4", "2000", "100"}, {{"QLX_TRACE_MAX_BYTES", "1000"}});
+  options.outputFile = host.path("one output");
   ChildProcess one(options);
+  options.outputFile = host.path("other output");
   ChildProcess other(options);
   gate.go();
   ASSERT_EQ(one.wait(), (ChildProcess::End{.exitStatus = 0, .signal = 0}));
   ASSERT_EQ(other.wait(), (ChildProcess::End{.exitStatus = 0, .signal = 0}));
-  EXPECT_GT(linesOfBoth().size(), 20U);
+  EXPECT_EQ(readFile(host.path("one output")), "0 0\n");
+  EXPECT_EQ(readFile(host.path("other output")), "0 0\n");
+  EXPECT_GE(linesOfBoth().size(), 4U);
 }
 
 TEST_F(TraceRotation, ThatIsHeldUpElsewhereHoldsNobodyUp) {
@@ -168,7 +173,7 @@ TEST_F(TraceRotation, ThatIsHeldUpElsewhereHoldsNobodyUp) {
   ASSERT_EQ(flock(other, LOCK_EX), 0);
   const Gate gate(host.path("gate"));
   gate.go();
-  EXPECT_EQ(host.run({"threads", gate.path(), "4", "100", "50"}, {{"QLX_TRACE_MAX_BYTES", "1000"}}), "0\n");
+  EXPECT_EQ(host.run({"threads", gate.path(), "4", "100", "50"}, {{"QLX_TRACE_MAX_BYTES", "1000"}}), "0 0\n");
   close(other);
   EXPECT_FALSE(fileExists(oldFile()));
   EXPECT_EQ(host.lines().size(), 400U);

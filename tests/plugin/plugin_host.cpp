@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -67,7 +68,13 @@ void names(const Arguments& arguments) {
   }
 }
 
-/// GATE THREADS LINES PADDING: begins when the file can be locked. Prints how many lines the writer refused.
+long openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::distance(begin(all), end(all));
+}
+
+/// GATE THREADS LINES PADDING: begins when the file can be locked. Prints how many lines the writer refused, and how
+/// many descriptors have become more.
 void threads(const Arguments& arguments) {
   const int count = std::stoi(arguments[1]);
   const int lines = std::stoi(arguments[2]);
@@ -75,6 +82,9 @@ void threads(const Arguments& arguments) {
   const int gate = open(arguments[0].c_str(), O_RDONLY | O_CLOEXEC);
   flock(gate, LOCK_SH);
   close(gate);
+  // Opens the file.
+  _getTraceLevel();
+  const long descriptors = openDescriptors();
   std::atomic<int> refused{0};
   std::barrier begin(count);
   std::vector<std::thread> all;
@@ -91,7 +101,7 @@ void threads(const Arguments& arguments) {
   for (std::thread& thread : all) {
     thread.join();
   }
-  std::printf("%d\n", refused.load());
+  std::printf("%d %ld\n", refused.load(), openDescriptors() - descriptors);
 }
 
 void killed(const Arguments&) {
