@@ -6,9 +6,10 @@
 #include "httpPool/httpPool.hpp"
 
 int main(int argc, char** argv) {
-  httpPool::Pool pool("callbacks");
   bool areAllDone = true;
   int running = argc - 1;
+  // Behind what its callbacks use, since its end calls those that still wait.
+  httpPool::Pool pool("callbacks");
 
   for (int i = 1; i < argc; ++i) {
     // Nobody keeps this task: its request belongs to the pool.
@@ -22,8 +23,6 @@ int main(int argc, char** argv) {
         });
   }
   // An application with GTK or Qt turns its own loop instead.
-  if (running > 0) {
-    httpPool::run();
-  }
+  httpPool::runUntil([&] { return running == 0; });
   return areAllDone ? 0 : 1;
 }

@@ -117,6 +117,11 @@ class Outcome {
   const std::string& value() const&;
   std::string value() &&;
 
+  bool operator==(const Outcome& other) const {
+    return status_ == other.status_ && error_ == other.error_ && text() == other.text() &&
+           redirectUrl() == other.redirectUrl();
+  }
+
   /// For people and logs, in English: "done, 12 bytes", "failed: the server fell silent (errorID 4)".
   std::string description() const;
 

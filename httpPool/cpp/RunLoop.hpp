@@ -27,7 +27,8 @@ inline LoopEnd turn(long milliseconds) {
 }
 }  // namespace detail
 
-/// Turns the loop until stop(). Calls of all these functions may nest.
+/// Turns the loop until stop(). Calls of all these functions may nest. A stop() before counts for nothing, and a request
+/// that is refused has ended before the loop is turned: runUntil() is proof against that.
 inline LoopEnd run() {
   return detail::turn(-1);
 }
