@@ -102,7 +102,7 @@ TEST_P(Installed, LibraryOfAnotherVersionIsNotTaken) {
   const Finished finished = run({CMAKE_PROGRAM, "-S", source, "-B", folder.file("build"), "-G",
                                  CMAKE_GENERATOR_NAME, "-DCMAKE_PREFIX_PATH=" + tree.prefix()});
   EXPECT_NE(finished.status, 0);
-  EXPECT_NE(finished.output.find("httpPoolConfig.cmake, version: 0.1.0"), std::string::npos)
+  EXPECT_NE(finished.output.find("httpPoolConfig.cmake, version: " VERSION), std::string::npos)
       << finished.output;
 }
 
@@ -116,6 +116,15 @@ TEST_P(Installed, LibraryIsUsedInCppWithPkgConfig) {
   NginxServer server;
   const std::string program = compiled(CXX_PROGRAM, "host.cpp", "httpPool");
   EXPECT_EQ(outputOf({program, server.url("/text")}, consumersEnvironment()), "done: Hello, pool!\n");
+}
+
+TEST_P(Installed, PrefixOfPkgConfigIsWhereTheFilesAre) {
+  for (const char* package : {"httpPool", "zepfoundation"}) {
+    std::string prefix = outputOf({"pkg-config", "--variable=prefix", package}, tree.packageConfiguration());
+    prefix.erase(prefix.find_last_not_of('\n') + 1);
+    EXPECT_EQ(std::filesystem::weakly_canonical(prefix), std::filesystem::canonical(tree.prefix()))
+        << package;
+  }
 }
 
 TEST_P(Installed, FoundationAloneIsUsedWithPkgConfig) {

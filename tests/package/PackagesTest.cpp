@@ -91,8 +91,8 @@ TEST(Packages, MayBeInstalledBesideWhatTheyAreBuiltWith) {
 
 TEST(Packages, TellTheSystemAboutTheLibraries) {
   EXPECT_EQ(controlFile("libhttppool1", "triggers"), "activate-noawait ldconfig\n");
-  EXPECT_EQ(controlFile("libhttppool1", "shlibs"),
-            "libhttpPool 1 libhttppool1 (>= 0.1.0)\nlibzepfoundation 1 libhttppool1 (>= 0.1.0)\n");
+  EXPECT_EQ(controlFile("libhttppool1", "shlibs"), "libhttpPool 1 libhttppool1 (>= " VERSION
+                                                   ")\nlibzepfoundation 1 libhttppool1 (>= " VERSION ")\n");
   const std::string symbols = controlFile("libhttppool1", "symbols");
   for (const char* line :
        {"libhttpPool.so.1 libhttppool1 #MINVER#\n", "\n ZEP_HttpPool_TaskRun@HTTPPOOL_1.0 0.1.0\n",
