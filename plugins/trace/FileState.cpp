@@ -23,7 +23,8 @@ bool FileState::read(int folder, const char* path, int flags) {
   device = makedev(found.stx_dev_major, found.stx_dev_minor);
   inode = found.stx_ino;
   size = found.stx_size;
-  isTraceable = S_ISREG(found.stx_mode) || S_ISCHR(found.stx_mode);
+  isRegular = S_ISREG(found.stx_mode);
+  isDevice = S_ISCHR(found.stx_mode);
   return true;
 }
 

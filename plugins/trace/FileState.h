@@ -11,7 +11,8 @@ struct FileState {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
-  bool isTraceable = false;  ///< a regular file or a character device
+  bool isRegular = false;
+  bool isDevice = false;  ///< a character device
 
   /// False when the descriptor is not open.
   bool readOf(int descriptor);

@@ -67,7 +67,8 @@ const char* TraceFile::open(const char* path, std::uint64_t maxBytes) {
   FileState file;
   file.readOf(opened);
   setDescriptor(opened, file.identity());
-  isRotated_.store(maxBytes > 0, std::memory_order_relaxed);
+  // A device is never renamed.
+  isRotated_.store(maxBytes > 0 && file.isRegular, std::memory_order_relaxed);
   return nullptr;
 }
 
@@ -81,7 +82,7 @@ int TraceFile::openNamed() const {
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
   const int opened = aboveStandardDescriptors(::open(path_, kFlags, 0600));
   FileState file;
-  if (opened >= 0 && !(file.readOf(opened) && file.isTraceable)) {
+  if (opened >= 0 && !(file.readOf(opened) && (file.isRegular || file.isDevice))) {
     close(opened);
     errno = EINVAL;
     return -1;
