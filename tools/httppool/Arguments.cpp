@@ -23,12 +23,19 @@ enum LongOnlyOption {
   kPasswordFile,
   kTrustOnFirstUse,
   kNoTrust,
+  kRequest,
+  kSvg,
   kVersion
 };
 
 const option kCommonOptions[] = {{"help", no_argument, nullptr, kHelp},
                                  {"version", no_argument, nullptr, kVersion},
                                  {nullptr, 0, nullptr, 0}};
+const option kTraceOptions[] = {{"request", required_argument, nullptr, kRequest},
+                                {"svg", required_argument, nullptr, kSvg},
+                                {"help", no_argument, nullptr, kHelp},
+                                {"version", no_argument, nullptr, kVersion},
+                                {nullptr, 0, nullptr, 0}};
 const option kRunOptions[] = {{"timeout", required_argument, nullptr, kTimeout},
                               {"snapshot", no_argument, nullptr, kSnapshot},
                               {"user", required_argument, nullptr, kUser},
@@ -94,6 +101,9 @@ class Reading {
     } else if (command == "demo") {
       arguments_.command = Arguments::Command::Demo;
       readOptions(":h", kCommonOptions);
+    } else if (command == "trace") {
+      arguments_.command = Arguments::Command::Trace;
+      readOptions(":h", kTraceOptions);
     } else {
       fail("unknown command \"" + escaped(command) + "\"; try --help");
     }
@@ -153,6 +163,11 @@ class Reading {
         return takeTrust(Trust::OnFirstUse);
       case kNoTrust:
         return takeTrust(Trust::No);
+      case kRequest:
+        return takeRequest(optarg);
+      case kSvg:
+        arguments_.trace.picture = optarg;
+        return *optarg == '\0' ? fail("--svg needs the name of a file") : void();
       default:
         return;
     }
@@ -190,6 +205,15 @@ class Reading {
       return fail("--timeout \"" + escaped(text) + "\" is not a number of seconds between 0 and 1000000");
     }
     arguments_.limit = std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * 1000)));
+  }
+
+  void takeRequest(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number == 0) {
+      return fail("--request \"" + escaped(text) + "\" is not the number of a request");
+    }
+    arguments_.trace.request = number;
   }
 
   void takeTrust(Trust trust) {
@@ -235,6 +259,9 @@ class Reading {
         return;
       case Arguments::Command::Demo:
         return operands == 0 ? void() : fail("demo takes no arguments");
+      case Arguments::Command::Trace:
+        arguments_.trace.files.assign(values_ + optind, values_ + count_);
+        return operands == 0 ? fail("trace needs a file") : void();
       default:
         return;
     }
@@ -283,6 +310,7 @@ const char* usage() {
 usage: httppool get URL... [options]     request each URL, all side by side
        httppool run JOBS.json [options]  run the pools and tasks of a job file
        httppool demo                     show and check the library against an origin of its own
+       httppool trace FILE... [options]  show the requests of trace logs, one after another; "-" is stdin
        httppool --help | --version
 
 options of get:
@@ -298,6 +326,9 @@ options of get and run:
       --password-file FILE   the terminal is asked. The password is the first line of FILE, "-" is stdin
       --trust-on-first-use accept certificates that cannot be verified, if they are for the right host
       --no-trust           accept none; without the two the terminal is asked
+options of trace:
+      --request N          only the request of that number
+      --svg OUT            draw a timeline into OUT in place of the text; "-" is stdout
 
 A task takes one line: status, elapsed time, name, result. With a single URL and without -o the body goes to
 stdout and the line to stderr.
@@ -307,7 +338,7 @@ A job file is {"pools": [{"name": ..., "tasks": [{"name": ..., "url": ..., "meth
 folder.
 
 exit status: 0 every task was done, 1 one was not, 2 arguments or job file cannot be used,
-             130 (143) stopped by SIGINT (SIGTERM)
+             130 (143) stopped by SIGINT (SIGTERM); of trace: 0, 1 no request in it, 2 a file cannot be used
 )";
 }
 

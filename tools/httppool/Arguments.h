@@ -8,16 +8,18 @@
 
 #include "Credentials.h"
 #include "Job.h"
+#include "TraceCommand.h"
 #include "TrustPrompt.h"
 
 namespace httppool {
 
 struct Arguments {
-  enum class Command { Get, Run, Demo, Help, Version };
+  enum class Command { Get, Run, Demo, Trace, Help, Version };
 
   Command command = Command::Help;
   std::vector<PoolJob> pools;  // get: one pool, a task for each URL
   std::string jobFile;         // run
+  TraceArguments trace;        // trace
   std::optional<std::chrono::milliseconds> limit;
   bool showSnapshot = false;
   Trust trust = Trust::Ask;                // get and run

@@ -11,6 +11,7 @@
 #include "JobFile.h"
 #include "Report.h"
 #include "Runner.h"
+#include "TraceCommand.h"
 #include "TrustPrompt.h"
 
 namespace httppool {
@@ -91,6 +92,8 @@ int main(int count, char** values) {
       return run(arguments);
     case Arguments::Command::Demo:
       return demo();
+    case Arguments::Command::Trace:
+      return showTrace(arguments.trace);
   }
   return kUnusable;
 }
