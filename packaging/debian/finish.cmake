@@ -50,6 +50,9 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   compress(${documents}/changelog ${documents}/changelog.Debian)
 endforeach()
 
+# Whatever the builder lets others do with new files.
+execute_process(COMMAND chmod -R u=rwX,go=rX ${stage} COMMAND_ERROR_IS_FATAL ANY)
+
 # The tools of dpkg want to see a source package and the packages' control data.
 set(work ${control}/source)
 set(sources "Source: httppool\n")
@@ -65,8 +68,8 @@ function(dpkg_tool)
   set(output "${output}" PARENT_SCOPE)
 endfunction()
 
-# What programs that are linked with the libraries will depend on. A symbol that is missing in the list, or from the
-# libraries, is an error.
+# What programs that are linked with the libraries will depend on. A version of symbols that is missing in the list, or
+# from the libraries, is an error.
 file(GLOB sonames RELATIVE ${stage}/${libraries} ${stage}/${libraries}/*.so.1)
 foreach(soname IN LISTS sonames)
   string(REGEX REPLACE "\\.so\\." " " name_and_version ${soname})
