@@ -10,7 +10,7 @@
 
 #include "foundation/panel/PanelRequest.h"
 #include "tests/panel/Person.h"
-#include "tests/panel/Screen.h"
+#include "tests/support/Screen.h"
 #include "tests/panel/Warnings.h"
 #include "tests/support/CertificateAuthority.h"
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include "tests/panel/Screen.h"
+#include "tests/support/Screen.h"
 
 namespace test {
 

@@ -28,6 +28,7 @@ class Screen {
   const std::string& display() const { return display_; }
 
   /// Waits for a window whose title begins so, and returns its id.
+  /// Titles are extended regular expressions.
   std::string window(const std::string& title);
   /// How many such windows there are now.
   std::size_t windowCount(const std::string& title);
@@ -35,11 +36,16 @@ class Screen {
   Geometry geometry(const std::string& window);
   /// By X keysym names: "Return", "alt+c".
   void press(const std::string& window, const std::vector<std::string>& keys);
+  /// ASCII.
+  void type(const std::string& window, const std::string& text);
   void click(int x, int y);
   /// As a window manager's close button does.
   void close(const std::string& window);
   /// Makes a PNG file of the window, of few colours; how many there are in it.
   int photograph(const std::string& window, const std::string& file);
+
+  /// The text that was copied last.
+  std::string clipboard();
 
   /// Takes the screen away from whoever shows something on it.
   void stop();

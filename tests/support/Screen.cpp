@@ -1,4 +1,4 @@
-#include "tests/panel/Screen.h"
+#include "tests/support/Screen.h"
 
 #include <X11/Xlib.h>
 #include <signal.h>
@@ -52,7 +52,7 @@ Screen::Screen(const std::string& size)
   if (!waitUntil([&] { return !number().empty(); })) {
     throw std::runtime_error("the X server does not start: " + readFile(folder_.file("server")));
   }
-  display_ = ":" + number();
+  display_ = number().insert(0, 1, ':');
 }
 
 std::string Screen::window(const std::string& title) {
@@ -86,6 +86,10 @@ void Screen::press(const std::string& window, const std::vector<std::string>& ke
   tool(arguments);
 }
 
+void Screen::type(const std::string& window, const std::string& text) {
+  tool({"windowfocus", "--sync", window, "type", "--delay", "1", "--", text});
+}
+
 void Screen::click(int x, int y) {
   tool({"mousemove", "--sync", std::to_string(x), std::to_string(y), "click", "1"});
 }
@@ -109,6 +113,10 @@ void Screen::close(const std::string& window) {
 int Screen::photograph(const std::string& window, const std::string& file) {
   program({"/usr/bin/import", "-window", window, "-strip", "+dither", "-colors", "64", file});
   return std::stoi(program({"/usr/bin/identify", "-format", "%k", file}));
+}
+
+std::string Screen::clipboard() {
+  return program({"/usr/bin/xclip", "-out", "-selection", "clipboard"}, true);
 }
 
 void Screen::stop() {
