@@ -167,6 +167,46 @@ TEST_F(TraceRotation, OfManyThreadsKeepsLinesWholeAndDescriptorsFew) {
   EXPECT_GE(linesOfBoth().size(), 4U);
 }
 
+/// A thread is overtaken in the middle of its rotation.
+class OvertakenRotation : public testing::Test {
+ protected:
+  void run(std::vector<std::string> arguments) {
+    host.run(std::move(arguments), {{"QLX_TRACE_MAX_BYTES", "400"}});
+    EXPECT_EQ(words(".1"), (Texts{"one", "two"}));
+  }
+  /// The lines of that file, without what fills them up.
+  Texts words(const std::string& suffix) const {
+    Texts words;
+    for (const TracedLine& line : tracedLines(readFile(host.file() + suffix))) {
+      words.push_back(line.text.substr(0, line.text.find('.')));
+    }
+    return words;
+  }
+
+  TracedHost host{OVERTAKEN_HOST};
+};
+
+TEST_F(OvertakenRotation, RenamesNothingWhenTheFileWasRenamedBeforeItIsOpened) {
+  run({"open", "trace"});
+  EXPECT_EQ(words(""), (Texts{"overtaking", "three"}));
+}
+
+TEST_F(OvertakenRotation, RenamesNothingWhenTheFileWasRenamedBeforeItIsLocked) {
+  run({"flock", "trace"});
+  EXPECT_EQ(words(""), (Texts{"overtaking", "three"}));
+}
+
+TEST_F(OvertakenRotation, LetsOthersWriteWhileItChangesTheDescriptor) {
+  run({"dup3", "move", host.file()});
+  EXPECT_EQ(words(".moved"), (Texts{"overtaking", "three"}));
+}
+
+TEST_F(OvertakenRotation, DoesNotHoldAForkedChildBack) {
+  run({"dup3", "fork", host.file()});
+  EXPECT_EQ(words(".moved"), Texts{"three"});
+  EXPECT_EQ(words(""), Texts{"overtaking"});
+}
+
 TEST_F(TraceRotation, ThatIsHeldUpElsewhereHoldsNobodyUp) {
   writeFile(host.file(), "");
   const int other = open(host.file().c_str(), O_RDONLY | O_CLOEXEC);

@@ -226,15 +226,19 @@ void fileSizeLimit(const Arguments& arguments) {
   std::printf("%d\n", traced("after"));
 }
 
-/// OTHER: closes all descriptors, as daemons do, and opens another file under the first free number.
+/// OTHER: closes all descriptors, as daemons do, and opens another file under the first free numbers.
 void closesAll(const Arguments& arguments) {
   traced("before");
   close_range(STDERR_FILENO + 1, ~0U, 0);
+  std::vector<int> others;
   for (int file = 0; file < 4; ++file) {
-    open(arguments[0].c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    others.push_back(open(arguments[0].c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
   }
   traced("after");
   traced("again");
+  for (const int other : others) {
+    dprintf(other, "the host's\n");
+  }
 }
 
 /// OTHER: has no standard error when it traces first, and another file under its number then.
