@@ -49,7 +49,7 @@ std::set<std::string> missing(const std::set<std::string>& wanted, const std::se
 const std::set<std::string> kNothing;
 
 TEST(Help, NamesCommandsAndOptions) {
-  EXPECT_EQ(missing({"get", "run", "demo"}, commands()), kNothing);
+  EXPECT_EQ(missing({"get", "run", "demo", "trace"}, commands()), kNothing);
   EXPECT_EQ(missing({"--data", "--password-file", "--help", "--version"}, options()), kNothing);
 }
 
