@@ -17,7 +17,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class Trace : public testing::Test {
+class TraceCommand : public testing::Test {
  protected:
   // Runs a traced httppool; its trace goes into the log.
   Finished traced(const std::vector<std::string>& arguments, const std::string& level = "debug") {
@@ -55,7 +55,7 @@ testing::AssertionResult hasInOrder(const std::string& text, const std::vector<s
   return testing::AssertionSuccess();
 }
 
-TEST_F(Trace, ShowsTheRoadOfARequest) {
+TEST_F(TraceCommand, ShowsTheRoadOfARequest) {
   ASSERT_EQ(traced({"get", origin.url("/text")}).out, "Hello");
   const Finished finished = shown();
   EXPECT_EQ(finished.status, 0) << finished.err;
@@ -72,13 +72,13 @@ TEST_F(Trace, ShowsTheRoadOfARequest) {
               testing::AllOf(Not(HasSubstr("not of the format")), Not(HasSubstr("other line"))));
 }
 
-TEST_F(Trace, ShowsARedirect) {
+TEST_F(TraceCommand, ShowsARedirect) {
   ASSERT_EQ(traced({"get", origin.url("/moved")}).out, "Hello");
   EXPECT_TRUE(hasInOrder(shown().out, {"#1  done, HTTP 200  ", "/moved\n",
                                        "redirect followed: HTTP 302, to 127.0.0.1", "response: HTTP 200"}));
 }
 
-TEST_F(Trace, ShowsAChallengeAndNoPassword) {
+TEST_F(TraceCommand, ShowsAChallengeAndNoPassword) {
   const std::string file = scratch.write("password", "open-sesame\n");
   traced({"get", origin.url("/secret"), "--user", "alice", "--password-file", file});
   const std::string out = shown().out;
@@ -91,26 +91,26 @@ TEST_F(Trace, ShowsAChallengeAndNoPassword) {
   EXPECT_THAT(out, Not(HasSubstr("alice")));
 }
 
-TEST_F(Trace, ShowsWhyARequestFailed) {
+TEST_F(TraceCommand, ShowsWhyARequestFailed) {
   traced({"get", origin.url("/rude")});
   EXPECT_TRUE(hasInOrder(shown().out, {"#1  failed, error 1 (connection)  ", "failed: ", "-1005",
                                        "error code 1", "the task is told: failed"}));
 }
 
-TEST_F(Trace, ShowsAReset) {
+TEST_F(TraceCommand, ShowsAReset) {
   traced({"get", origin.url("/never"), "--timeout", "0.2"});
   EXPECT_TRUE(
       hasInOrder(shown().out, {"#1  stopped, waiting for an answer  ", "/never\n",
                                "ZEP_HttpPool_TaskReset: the downloader is stopped, its state is pending"}));
 }
 
-TEST_F(Trace, ShowsARefusedUrl) {
+TEST_F(TraceCommand, ShowsARefusedUrl) {
   traced({"get", "http://a b/"});
   EXPECT_TRUE(hasInOrder(shown().out, {"#1  refused  ", "a b/\n", "refused: not a URL"}));
 }
 
 // Half of them to one URL, and all at once.
-TEST_F(Trace, TellsRequestsSideBySideApart) {
+TEST_F(TraceCommand, TellsRequestsSideBySideApart) {
   constexpr int kRequests = 40;
   std::vector<std::string> arguments{"get"};
   for (int i = 0; i < kRequests; ++i) {
@@ -136,12 +136,12 @@ TEST_F(Trace, TellsRequestsSideBySideApart) {
   EXPECT_THAT(out, Not(HasSubstr("state of a call")));
 }
 
-TEST_F(Trace, JoinsTheResultsPieces) {
+TEST_F(TraceCommand, JoinsTheResultsPieces) {
   traced({"get", origin.url("/big"), origin.url("/text")});
   EXPECT_THAT(shown().out, HasSubstr("the task takes the result: 10000 bytes"));
 }
 
-TEST_F(Trace, ShowsOneRequestOnly) {
+TEST_F(TraceCommand, ShowsOneRequestOnly) {
   traced({"get", origin.url("/text"), origin.url("/broken")});
   const Finished second = shown({"--request", "2"});
   EXPECT_EQ(second.status, 0);
@@ -153,14 +153,14 @@ TEST_F(Trace, ShowsOneRequestOnly) {
   EXPECT_EQ(third.err, "httppool: no request 3: there are 2\n");
 }
 
-TEST_F(Trace, ReadsWhatAHigherLevelLeaves) {
+TEST_F(TraceCommand, ReadsWhatAHigherLevelLeaves) {
   traced({"get", origin.url("/broken")}, "info");
   EXPECT_TRUE(
       hasInOrder(shown().out, {"#1  failed, HTTP 500, error 2 (server)  ", "(its URL is not in this log)",
                                "its start is not in this log", "response: HTTP 500"}));
 }
 
-TEST_F(Trace, DrawsAPicture) {
+TEST_F(TraceCommand, DrawsAPicture) {
   traced({"get", origin.url("/text"), origin.url("/broken"), "http://a b/"});
   const std::string picture = scratch.path("picture.svg");
   const Finished finished = shown({"--svg", picture});
@@ -176,7 +176,7 @@ TEST_F(Trace, DrawsAPicture) {
               testing::AllOf(HasSubstr("1 request in "), Not(HasSubstr(">#1  "))));
 }
 
-TEST_F(Trace, ReadsStdinAndSeveralLogs) {
+TEST_F(TraceCommand, ReadsStdinAndSeveralLogs) {
   traced({"get", origin.url("/text")});
   EXPECT_EQ(Program(HTTPPOOL_PROGRAM, {"trace", "-"}, {}, log()).wait().out, shown().out);
   const std::string whole = scratch.read("trace.log");
@@ -186,7 +186,7 @@ TEST_F(Trace, ReadsStdinAndSeveralLogs) {
   EXPECT_EQ(httppool({"trace", first, second}).out, shown().out);
 }
 
-TEST_F(Trace, EndsWithOneWithoutARequest) {
+TEST_F(TraceCommand, EndsWithOneWithoutARequest) {
   const Finished empty = httppool({"trace", "/dev/null"});
   EXPECT_EQ(empty.status, 1);
   EXPECT_EQ(empty.out, "0 requests in 0 records; 0 lines of no request\n");
@@ -196,7 +196,7 @@ TEST_F(Trace, EndsWithOneWithoutARequest) {
   EXPECT_NE(access(scratch.path("picture.svg").c_str(), F_OK), 0) << "a picture of nothing was drawn";
 }
 
-TEST_F(Trace, DoesNotDrawOverItsLog) {
+TEST_F(TraceCommand, DoesNotDrawOverItsLog) {
   traced({"get", origin.url("/text")});
   const std::string before = scratch.read("trace.log");
   const Finished finished = shown({"--svg", scratch.path() + "/./trace.log"});
@@ -232,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Unusable{{"-", "--svg", ""}, "--svg needs the name of a file"},
                     Unusable{{"-", "--timeout", "1"}, "option --timeout is not known here"}));
 
-TEST_F(Trace, EndsWithTwoWhenThePictureCannotBeWritten) {
+TEST_F(TraceCommand, EndsWithTwoWhenThePictureCannotBeWritten) {
   traced({"get", origin.url("/text")});
   EXPECT_EQ(shown({"--svg", scratch.path("no/folder.svg")}).status, 2);
   const Finished full = shown({"--svg", "/dev/full"});
