@@ -196,6 +196,12 @@ TEST_F(OvertakenRotation, RenamesNothingWhenTheFileWasRenamedBeforeItIsLocked) {
   EXPECT_EQ(words(""), (Texts{"overtaking", "three"}));
 }
 
+// The lock is that of the old file, so the new one is not its to rename.
+TEST_F(OvertakenRotation, LeavesANewFileAloneThatIsFullAgain) {
+  run({"flock", "fill"});
+  EXPECT_EQ(words(""), (Texts{"overtaking", "overtaking", "three"}));
+}
+
 TEST_F(OvertakenRotation, LetsOthersWriteWhileItChangesTheDescriptor) {
   run({"dup3", "move", host.file()});
   EXPECT_EQ(words(".moved"), (Texts{"overtaking", "three"}));

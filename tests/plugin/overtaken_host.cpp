@@ -2,6 +2,7 @@
 // names something else comes in between, which the second one names.
 //
 //   overtaken_host open|flock trace         another line is traced, which does the whole rotation
+//   overtaken_host flock fill               two other lines, which also fill the new file
 //   overtaken_host dup3 move FILE           FILE is renamed to FILE.moved, and another line traced
 //   overtaken_host dup3 fork FILE           the same in the child of a fork
 
@@ -37,6 +38,9 @@ void overtake(const char* call) {
   }
   overtakenCall.clear();
   if (what == "trace") {
+    trace("overtaking");
+  } else if (what == "fill") {
+    trace("overtaking");
     trace("overtaking");
   } else if (what == "move") {
     moveAndTrace();
