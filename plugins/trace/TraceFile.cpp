@@ -92,6 +92,7 @@ int TraceFile::openNamed() const {
 
 /// Where a record of that size is to be written; below 0 when there is no such place.
 int TraceFile::descriptorFor(std::size_t bytes) {
+  // While another thread opens the file again; a few calls, in which that thread may have to wait for a processor.
   constexpr int kPatience = 10000;
   for (int turn = 0; turn < kPatience; ++turn) {
     const int descriptor = descriptor_.load(std::memory_order_acquire);
