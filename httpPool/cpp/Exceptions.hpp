@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+#include "httpPool/cpp/Undying.hpp"
+
 namespace httpPool {
 inline namespace v1 {
 
@@ -21,10 +23,9 @@ struct HandlerSlot {
   ExceptionHandler handler;
 };
 
-/// Never destroyed: the library's threads may still ask while the process exits.
 inline HandlerSlot& handlerSlot() {
-  static HandlerSlot& slot = *new HandlerSlot;
-  return slot;
+  static Undying<HandlerSlot> slot;
+  return slot.value();
 }
 
 inline void print(const std::exception_ptr& exception) noexcept {

@@ -20,6 +20,7 @@
 #include "foundation/ZEP_Foundation.h"
 #include "httpPool/cpp/Exceptions.hpp"
 #include "httpPool/cpp/Json.hpp"
+#include "httpPool/cpp/Undying.hpp"
 
 namespace httpPool {
 inline namespace v1 {
@@ -93,10 +94,9 @@ class ObserverState {
 /// gets a number and no pointer.
 class Observers {
  public:
-  /// Never destroyed: the library's threads may still post while the process exits.
   static Observers& all() {
-    static Observers& observers = *new Observers;
-    return observers;
+    static Undying<Observers> observers;
+    return observers.value();
   }
 
   std::uintptr_t add(std::shared_ptr<ObserverState> state) {

@@ -21,6 +21,7 @@
 #include "httpPool/cpp/Outcome.hpp"
 #include "httpPool/cpp/Request.hpp"
 #include "httpPool/cpp/Run.hpp"
+#include "httpPool/cpp/Undying.hpp"
 
 namespace httpPool {
 inline namespace v1 {
@@ -272,14 +273,13 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
   std::map<std::string, Runs::iterator, std::less<>> places_;
 };
 
-// Every shared object that includes this has its own pools, found by its own notify function: it may be built by another
-// compiler or from another version than the next one.
+// Every shared object that includes this has its own pools, found by its own notify function, which the dynamic linker
+// must not mix with those of the next one: each may come and go by itself.
 #define HTTPPOOL_OF_THIS_MODULE [[gnu::visibility("hidden")]] inline
 
-/// Not destroyed before the last pool: pools may be global objects.
 HTTPPOOL_OF_THIS_MODULE Pools& poolsOfThisModule() {
-  static Pools& pools = *new Pools;
-  return pools;
+  static Undying<Pools> pools;
+  return pools.value();
 }
 
 HTTPPOOL_OF_THIS_MODULE void notified(ZEP_HTTP_POOL_TASK_NOTIFY, const char* poolName, const char* taskName,

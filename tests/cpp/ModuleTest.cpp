@@ -57,6 +57,20 @@ TEST_P(CppModules, HaveTheirOwnPoolsAndLearnOfTheirOwnEnds) {
   EXPECT_EQ(end(run), done("Grüße, 世界 🌍"));
 }
 
+TEST_P(CppModules, ComeAndGo) {
+  NginxServer server;
+  for (int i = 0; i < 3; ++i) {
+    for (const char* path : {HIDDEN_MODULE, VISIBLE_MODULE}) {
+      const Module module(path, GetParam());
+      module.function<void(const char*)>("moduleBegin")(server.url("/text").c_str());
+      const auto result = module.function<const char*()>("moduleResult");
+      ASSERT_TRUE(turnUntil([&] { return result() != nullptr; }));
+      EXPECT_STREQ(result(), "Hello, pool!");
+      module.function<void()>("moduleEnd")();
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, CppModules, testing::Values(RTLD_LOCAL, RTLD_GLOBAL));
 
 }  // namespace
