@@ -42,7 +42,7 @@ void AppendEvent(Json::Value& log, const char* event, Json::Int64 time) {
 }
 
 std::string CompactText(const Json::Value& root) {
-  // FastWriter is deprecated, but its successor lays texts out differently: it has no line end, and other separators.
+  // Deprecated, but the document is laid out as this writer does it, with the line end that its successor leaves out.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   Json::FastWriter writer;
