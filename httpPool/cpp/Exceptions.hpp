@@ -14,6 +14,7 @@
 namespace httpPool {
 inline namespace v1 {
 
+/// Gets what left a callback; see setExceptionHandler().
 using ExceptionHandler = std::function<void(std::exception_ptr)>;
 
 namespace detail {

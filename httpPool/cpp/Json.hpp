@@ -23,11 +23,13 @@ inline namespace v1 {
 /// included; what is not UTF-8 stays so.
 class JsonWriter {
  public:
+  /// A member whose value is a text.
   JsonWriter& text(std::string_view name, std::string_view value) {
     begin(name);
     append(value);
     return *this;
   }
+  /// A member whose value is true or false.
   JsonWriter& flag(std::string_view name, bool value) {
     begin(name);
     text_ += value ? "true" : "false";
@@ -75,6 +77,7 @@ class JsonObject {
   /// becomes U+FFFD.
   static std::optional<JsonObject> parse(std::string_view json);
 
+  /// Whether there is a member of that name, whatever its value.
   bool has(std::string_view name) const { return members_.find(name) != members_.end(); }
   /// Nothing when there is no such member, or it is no text.
   std::optional<std::string> text(std::string_view name) const {

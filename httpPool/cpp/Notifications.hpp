@@ -27,6 +27,7 @@ inline namespace v1 {
 
 /// What an observer is told. Valid during the call.
 struct Notification {
+  /// The name that the observer was made for.
   std::string_view name;
   /// An identity of the poster, not to be dereferenced; may be null.
   const void* object = nullptr;
@@ -39,6 +40,7 @@ struct Notification {
   }
 };
 
+/// Called for each notification; see NotificationObserver for the thread.
 using NotificationHandler = std::function<void(const Notification&)>;
 
 /// Calls the observers of that name on this thread, one after another, then returns. `userInfo` is the text of a JSON
@@ -138,16 +140,19 @@ class Observers {
 /// handler must not wait for the thread that destroys the observer.
 class NotificationObserver {
  public:
+  /// Begins to observe. `name` ends before its first zero byte.
   NotificationObserver(const std::string& name, NotificationHandler handler)
       : state_(std::make_shared<detail::ObserverState>(std::move(handler))),
         number_(detail::Observers::all().add(state_)),
         token_(ZEP_Notification_AddObserver(name.c_str(), &detail::Observers::notified,
                                             reinterpret_cast<void*>(number_))) {}
+  /// Ends it. Any thread; waits as said above.
   ~NotificationObserver() {
     ZEP_Notification_RemoveObserver(token_);
     detail::Observers::all().remove(number_);
     state_->remove();
   }
+  /// Neither copied nor moved: the observer is where it was made.
   NotificationObserver(const NotificationObserver&) = delete;
   NotificationObserver& operator=(const NotificationObserver&) = delete;
 

@@ -45,11 +45,14 @@ enum class ErrorId {
   Other = 6        ///< anything else; among it too many redirects and a body that does not fit into memory
 };
 
+/// Why a request failed. A value.
 struct Error {
+  /// The cause.
   ErrorId id = ErrorId::Unknown;
   /// Not 0 with ErrorId::RetryLater only.
   std::chrono::milliseconds retryAfter{0};
 
+  /// Equal in both members.
   bool operator==(const Error&) const = default;
 
   /// Reads {"errorID":n,"errorReason":m}; nothing when the text is something else. A number without a name here is
@@ -90,23 +93,30 @@ inline const char* description(ErrorId id) {
 /// How a request ended. A value; copies share the text, so they are cheap. Any number of threads may read one.
 class Outcome {
  public:
+  /// Status::Done with a body or a path. This and the next three make outcomes for the host's tests.
   static Outcome done(std::string text) {
     return {Status::Done, std::make_shared<const std::string>(std::move(text)), {}};
   }
+  /// Status::Redirected with its target.
   static Outcome redirected(std::string url) {
     return {Status::Redirected, std::make_shared<const std::string>(std::move(url)), {}};
   }
+  /// Status::Failed.
   static Outcome failed(Error error) noexcept { return {Status::Failed, nullptr, error}; }
   /// One of the ends that have nothing to tell: TimedOut, Refused, Cancelled.
   static Outcome ended(Status status) noexcept { return {status, nullptr, {}}; }
 
+  /// An end: neither Uninitialized nor Requesting.
   Status status() const { return status_; }
+  /// Whether text() counts.
   bool isDone() const { return status_ == Status::Done; }
+  /// isDone().
   explicit operator bool() const { return isDone(); }
 
   /// Done: the body, zero bytes included, or the path of the downloaded file; otherwise empty. Of a body that is not
   /// UTF-8 what comes before the first zero byte: such bodies are for downloads.
   const std::string& text() const { return status_ == Status::Done ? *text_ : nothing(); }
+  /// text() as bytes; valid as long as this object, or a copy of it, is there.
   std::span<const std::byte> bytes() const { return std::as_bytes(std::span(text())); }
   /// Redirected: the target; otherwise empty.
   const std::string& redirectUrl() const { return status_ == Status::Redirected ? *text_ : nothing(); }
@@ -115,8 +125,10 @@ class Outcome {
 
   /// text() of a request that is done. Otherwise throws RequestError.
   const std::string& value() const&;
+  /// The same of a temporary: a copy that stays.
   std::string value() &&;
 
+  /// Equal in status, error and text.
   bool operator==(const Outcome& other) const {
     return status_ == other.status_ && error_ == other.error_ && text() == other.text() &&
            redirectUrl() == other.redirectUrl();
@@ -143,8 +155,10 @@ class Outcome {
 /// What Outcome::value() throws.
 class RequestError : public std::runtime_error {
  public:
+  /// what() is the outcome's description().
   explicit RequestError(Outcome outcome)
       : std::runtime_error(outcome.description()), outcome_(std::move(outcome)) {}
+  /// How the request ended; never as Status::Done.
   const Outcome& outcome() const { return outcome_; }
 
  private:

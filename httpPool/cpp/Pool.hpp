@@ -23,8 +23,11 @@ class Pool {
   /// The thread is the host's: its run loop serves the pool. A name that a pool of the process has already, and an empty
   /// one, gets a number; see name(). When the library is not there any more (after its unload), isOpen() is false.
   explicit Pool(std::string_view name = {}) : state_(detail::makePool(name)) {}
+  /// As close().
   ~Pool() { close(); }
+  /// Tasks and running requests stay with the pool.
   Pool(Pool&&) noexcept = default;
+  /// Closes this pool first.
   Pool& operator=(Pool&& other) noexcept {
     if (this != &other) {
       close();
@@ -33,12 +36,14 @@ class Pool {
     return *this;
   }
 
+  /// As in the library: the one that was asked for, or with a number. Not of a pool that was moved from.
   const std::string& name() const { return state_->name(); }
+  /// False after close(), after a move, and when the library could not make the pool.
   bool isOpen() const { return state_ && state_->isOpen(); }
   /// How many requests are running.
   std::size_t runningTasks() const { return state_->runningTasks(); }
 
-  /// A task of this pool.
+  /// A task of this pool; for the name see Task.
   Task task(std::string_view name = {});
 
   /// The tasks whose requests are running, as a JSON array of {"taskName":...,"taskStatus":word}.
@@ -77,8 +82,11 @@ class Task : public RequestSetters<Task> {
   /// the same name is running, it runs under a name with a number.
   explicit Task(const Pool& pool, std::string_view name = {})
       : pool_(pool.state_), name_(name.empty() ? pool_->unusedTaskName() : std::string(name)) {}
+  /// As reset().
   ~Task() { reset(); }
+  /// A running request goes along with the task.
   Task(Task&&) noexcept = default;
+  /// Resets this task first.
   Task& operator=(Task&& other) noexcept {
     if (this != &other) {
       reset();
@@ -90,6 +98,7 @@ class Task : public RequestSetters<Task> {
     return *this;
   }
 
+  /// The one that was asked for, or a number.
   const std::string& name() const { return name_; }
 
   /// Launches the request. One that is running is cancelled. A request that is refused has ended on return.
@@ -124,6 +133,7 @@ class Task : public RequestSetters<Task> {
     }
   }
 
+  /// Of the last run: an end, or Requesting; Uninitialized without one and after a reset. On the host's thread.
   Status status() const {
     return !run_ ? Status::Uninitialized : run_->outcome ? run_->outcome->status() : Status::Requesting;
   }

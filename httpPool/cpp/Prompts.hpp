@@ -31,7 +31,9 @@ struct SignInQuestion {
 
 /// Texts in UTF-8. An empty name or password is as good as none: the request fails, as by Skip.
 struct Credentials {
+  /// A name; for NTLM a domain and a backslash may stand before it.
   std::string user{};
+  /// ASCII only for NTLM.
   std::string password{};
   /// True: the host keeps the password itself; the library uses it for this request only. False: the library keeps it
   /// until the process ends, for the same server, port, realm and scheme, and does not ask again.
@@ -42,6 +44,7 @@ struct Skip {};
 /// The request waits, without a time limit, until answerSignIn() is called; it notices that within 10 seconds. Resetting
 /// or destroying its task waits for the answer, too.
 struct Later {};
+/// What a host answers to a SignInQuestion.
 using SignInAnswer = std::variant<Skip, Later, Credentials>;
 
 /// Answers every request that is waiting for credentials now. Any thread. What is not UTF-8 is answered by Skip.
@@ -65,6 +68,7 @@ inline void answerSignIn(const std::optional<Credentials>& credentials) {
 /// throws, the answer is Skip. For the destructor see NotificationObserver.
 class SignInObserver {
  public:
+  /// Begins to answer.
   explicit SignInObserver(std::function<SignInAnswer(const SignInQuestion&)> handler)
       : observer_("HTTPAuthenticationRequired",
                   [handler = std::move(handler)](const Notification& notification) {
@@ -96,6 +100,7 @@ class SignInObserver {
 struct PanelTexts {
   /// What is asked; the library puts the host's name in quotes behind it.
   std::string message{};
+  /// What follows from it.
   std::string information{};
   /// Of the button that declines.
   std::string alternateButtonTitle{};
@@ -106,6 +111,7 @@ struct PanelTexts {
 /// an untrusted server may be met: such a request waits for the answer.
 class LocalizationObserver {
  public:
+  /// Begins to answer, with these texts or with none.
   explicit LocalizationObserver(std::optional<PanelTexts> texts = std::nullopt)
       : observer_("HTTPLocalizationRequired", [info = infoOf(texts)](const Notification&) {
           if (!postNotification("HTTPLocalizationDatasource", info)) {
@@ -138,13 +144,18 @@ class LocalizationObserver {
 struct TrustQuestion {
   /// False: the certificate is shown, and the answer does not count.
   bool isQuestion = false;
+  /// The server's name, as in the URL.
   std::string host{};
+  /// What is asked, one sentence.
   std::string message{};
+  /// What follows from it.
   std::string informativeText{};
+  /// Of the button that declines.
   std::string alternateButtonTitle{};
   /// PEM texts (RFC 7468), the server's own first.
   std::vector<std::string> certificates{};
 
+  /// Reads what a ZEP_TrustPanelRunner is given; members that are missing are empty.
   static TrustQuestion parse(const char* requestJson) {
     const JsonObject members = JsonObject::parse(requestJson).value_or(JsonObject());
     return {.isQuestion = members.text("panel") == "trust",
@@ -162,18 +173,21 @@ struct TrustQuestion {
 /// back.
 class TrustPanel {
  public:
+  /// Sets the panel.
   explicit TrustPanel(std::function<bool(const TrustQuestion&)> handler)
       : handler_(std::make_shared<Handler>(Handler{std::move(handler), {}})) {
     handler_->self = handler_;
     current() = handler_.get();
     ZEP_TrustPanel_SetRunner(&TrustPanel::ask, handler_.get());
   }
+  /// Restores the built-in panel, unless another TrustPanel has replaced this one.
   ~TrustPanel() {
     if (current() == handler_.get()) {
       current() = nullptr;
       ZEP_TrustPanel_SetRunner(nullptr, nullptr);
     }
   }
+  /// Neither copied nor moved.
   TrustPanel(const TrustPanel&) = delete;
   TrustPanel& operator=(const TrustPanel&) = delete;
 

@@ -37,6 +37,7 @@ struct Request {
   /// and a value with CR, LF or NUL or that is not UTF-8, is left out by the library. "Content-Type" is
   /// application/x-www-form-urlencoded unless given.
   std::vector<std::pair<std::string, std::string>> headers{};
+  /// What it is for.
   RequestKind kind = RequestKind::Any;
   /// A body of text. Any bytes, but an empty one is none.
   std::string post{};
@@ -46,8 +47,10 @@ struct Request {
   /// `post`. Whether it could be written is not reported.
   std::string downloadFile{};
 
+  /// Equal in all members.
   bool operator==(const Request&) const = default;
 
+  /// Replaces the value of the field of exactly that name, or adds the field.
   void setHeader(std::string_view name, std::string_view value) {
     const auto found =
         std::find_if(headers.begin(), headers.end(), [&](const auto& field) { return field.first == name; });
@@ -64,6 +67,7 @@ struct Request {
              return field.first == "Glint";
            });
   }
+  /// Whether the result is the path of a file.
   bool isDownload() const { return body.empty() && !downloadFile.empty(); }
   /// What is sent: `body`, or `post` when it has to go as bytes because it holds a zero byte. Empty: `post`, if
   /// anything, goes as text.
@@ -115,55 +119,72 @@ struct Request {
 template <typename Self>
 class RequestSetters {
  public:
+  /// What has been set so far.
   const Request& request() const { return request_; }
   /// Replaces everything that was set.
   Self& request(Request request) & {
     return set([&](Request& own) { own = std::move(request); });
   }
+  /// The same of a temporary.
   Self&& request(Request request) && { return std::move(this->request(std::move(request))); }
 
+  /// Sets Request::url.
   Self& url(std::string_view url) & {
     return set([&](Request& own) { own.url = url; });
   }
+  /// The same of a temporary.
   Self&& url(std::string_view url) && { return std::move(this->url(url)); }
 
+  /// Sets Request::method.
   Self& method(std::string_view method) & {
     return set([&](Request& own) { own.method = method; });
   }
+  /// The same of a temporary.
   Self&& method(std::string_view method) && { return std::move(this->method(method)); }
 
-  /// Replaces the value of a field of exactly that name.
+  /// Sets one of Request::headers; replaces the value of a field of exactly that name.
   Self& header(std::string_view name, std::string_view value) & {
     return set([&](Request& own) { own.setHeader(name, value); });
   }
+  /// The same of a temporary.
   Self&& header(std::string_view name, std::string_view value) && {
     return std::move(this->header(name, value));
   }
 
+  /// Sets Request::kind.
   Self& kind(RequestKind kind) & {
     return set([&](Request& own) { own.kind = kind; });
   }
+  /// The same of a temporary.
   Self&& kind(RequestKind kind) && { return std::move(this->kind(kind)); }
 
+  /// Sets Request::post.
   Self& post(std::string_view text) & {
     return set([&](Request& own) { own.post = text; });
   }
+  /// The same of a temporary.
   Self&& post(std::string_view text) && { return std::move(this->post(text)); }
 
+  /// Sets Request::body, a copy of these bytes.
   Self& body(std::span<const std::byte> bytes) & {
     return set([&](Request& own) { own.body.assign(bytes.begin(), bytes.end()); });
   }
+  /// The same of a temporary.
   Self&& body(std::span<const std::byte> bytes) && { return std::move(this->body(bytes)); }
 
+  /// Sets Request::downloadFile.
   Self& download(const std::filesystem::path& file) & {
     return set([&](Request& own) { own.downloadFile = file.native(); });
   }
+  /// The same of a temporary.
   Self&& download(const std::filesystem::path& file) && { return std::move(this->download(file)); }
 
  protected:
   RequestSetters() = default;
   ~RequestSetters() = default;
+  /// What was set goes along.
   RequestSetters(RequestSetters&&) = default;
+  /// The same.
   RequestSetters& operator=(RequestSetters&&) = default;
 
  private:

@@ -74,8 +74,10 @@ struct RunState {
 /// Returned by Task::run(). Dropping it changes nothing: the request goes on. Copies tell of the same request.
 class Run {
  public:
+  /// Made by Task::run() only.
   explicit Run(std::shared_ptr<detail::RunState> state) : state_(std::move(state)) {}
 
+  /// Whether outcome() is there.
   bool hasEnded() const { return state_->outcome.has_value(); }
   /// Nothing while it is running.
   const std::optional<Outcome>& outcome() const { return state_->outcome; }

@@ -15,7 +15,7 @@ inline namespace v1 {
 
 /// Why turning the loop ended.
 enum class LoopEnd {
-  TimeIsOver,
+  TimeIsOver,  ///< the time was over
   Stopped,     ///< by stop()
   NotPossible  ///< another thread is turning this loop, or the calling thread belongs to the library
 };
