@@ -98,10 +98,11 @@ TEST(TraceLogTest, ForeignLinesAreCountedAndPassedOver) {
                                   .line(1, host(), "one")
                                   .raw(std::string(3 * TraceLog::kLongestLine, 'x') + "\n")
                                   .raw(std::string("\0\xff\n", 3))
+                                  .line(1, host(), std::string(TraceLog::kLongestLine, 'x'))
                                   .line(2, host(), "two"));
   ASSERT_EQ(log.records.size(), 2U);
   EXPECT_EQ(log.records[1].text, "two");
-  EXPECT_EQ(log.foreignLines, 3U);
+  EXPECT_EQ(log.foreignLines, 4U);
   EXPECT_EQ(log.tornLines, 0U);
 }
 

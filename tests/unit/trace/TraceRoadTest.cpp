@@ -268,8 +268,24 @@ TEST(TraceRoadTest, ARequestIsMadeOutByItsThreadAlone) {
     EXPECT_EQ(request.target, "host");
     EXPECT_EQ(outcomeText(request), "failed, HTTP 500, error 2 (server)");
     EXPECT_EQ(stepsOf(request).back(), "d tracking id: 4 from host");
+    EXPECT_EQ(request.end - request.start, 2000) << "it was over with its final state";
   }
   EXPECT_EQ(log.others.lines, 0U);
+}
+
+// Without debug lines nothing says that a thread has ended: what is over is passed on all the same.
+TEST(TraceRoadTest, RequestsThatAreMadeOutByTheirThreadsDoNotPileUp) {
+  std::size_t passed = 0;
+  TraceRoad road([&passed](TraceRequest&&) { ++passed; });
+  TraceRecord record;
+  record.threadName = "zep.downloader";
+  record.text = "-[MacDownloader SetDownloadState:], state:0";
+  for (record.thread.thread = 1; record.thread.thread <= 1000; ++record.thread.thread) {
+    road.take(record);
+  }
+  EXPECT_GT(passed, 900U);
+  road.finish();
+  EXPECT_EQ(passed, 1000U);
 }
 
 TEST(TraceRoadTest, ARequestWhoseLaunchIsCutOffIsStillStopped) {
@@ -328,13 +344,15 @@ TEST(TraceRoadTest, LinesOfNoRequestAreCountedAndWarningsKept) {
   written.line(6, host(), "something else");
   written.line(7, host(), "--> a function of \\x1b nobody");
   written.line(8, host(), "-[MacDownloader SetDownloadState:], state:0", 'I');
+  written.line(9, host(), "--> ZEP_HttpPool_\\x1b[31m");
   const ReadLog log = readLog(written);
   EXPECT_THAT(log.requests, IsEmpty());
-  EXPECT_EQ(log.others.lines, 9U);
+  EXPECT_EQ(log.others.lines, 10U);
+  EXPECT_EQ(log.others.calls.size(), 2U);
   EXPECT_EQ(log.others.calls.at("ZEP_HttpPool_AddTask"), 1U);
   EXPECT_EQ(log.others.calls.at("ZEP_HttpPool_TaskRun"), 1U);
   EXPECT_EQ(log.others.releases, 1U);
-  EXPECT_EQ(log.others.texts, 3U);
+  EXPECT_EQ(log.others.texts, 4U);
   ASSERT_EQ(log.others.messages.size(), 1U);
   EXPECT_EQ(log.others.messages[0].level, 'W');
   EXPECT_EQ(log.others.messages[0].text, "the header field \\x1b[31m is left out");

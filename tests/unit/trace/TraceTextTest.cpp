@@ -36,6 +36,8 @@ TEST(TraceTextTest, ARoadIsALineForEachStepWithItsTimes) {
   written.launch(0, 1, "http://host/path");
   for (int i = 0; i < 3; ++i) {
     written.line(50 + 10 * i, downloader(201), "-[MacDownloader SetDownloadState:], state:7", 'I');
+    written.line(51 + 10 * i, host(), "-[MacDownloadEngine DownloadStateChanged:] state:7");
+    written.line(51 + 10 * i, host(), "CHttpCallMacImpl::OnDownloadStateChange,  SessionID: 5001, state:7");
   }
   EXPECT_EQ(shown({written.end(80, 1, "http://host/path", 0).text()}),
             R"(#1  done  80.0 ms  host/path
@@ -46,11 +48,12 @@ TEST(TraceTextTest, ARoadIsALineForEachStepWithItsTimes) {
          0.3         0.2  host        ZEP_HttpPool_TaskRun returns
          0.4         0.1  downloader  the thread runs
         50.0        49.6  downloader  receiving (3 times, until 70.0)
-        80.0        10.0  downloader  succeeded
+        51.0         1.0  host        the task is told: receiving (3 times, until 71.0)
+        80.0         9.0  downloader  succeeded
         80.1         0.1  host        the downloader is stopped, its state is succeeded
         80.2         0.1  host        the task is told: succeeded
 
-1 request in 14 records; 0 lines of no request
+1 request in 20 records; 0 lines of no request
 )");
 }
 
