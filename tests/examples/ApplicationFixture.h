@@ -46,13 +46,17 @@ class ApplicationTest : public testing::Test {
   /// What the pane says whose title has this letter.
   std::string textOf(const std::string& letter);
   void waitForText(const std::string& letter, const std::string& text);
-  /// Answers a sign-in dialog.
+  /// Types that into a sign-in dialog; signIn() answers it, too.
+  void fillIn(const std::string& title, const std::string& userName, const std::string& password);
   void signIn(const std::string& title, const std::string& userName, const std::string& password);
+  /// The dialog beneath another one takes no key until that one is gone.
+  void waitUntilGone(const std::string& title);
   /// By its close button; how the application ended, with what it has written.
   void close();
   /// Leaves a picture in the build folder once it is drawn.
   void photograph(const std::string& window, const std::string& name);
 
+  /// What the application has written, but for what the address sanitizer remarks.
   std::string output() const;
 
   TemporaryFolder folder;
