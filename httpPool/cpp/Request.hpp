@@ -20,7 +20,7 @@ inline namespace v1 {
 
 /// What a request is for. All but Any change what the library does with it.
 enum class RequestKind {
-  Any = 0,
+  Any = 0,           ///< nothing in particular
   Autodiscover = 1,  ///< a 301 or 302 is not followed but ends as Status::Redirected
   ListMeeting = 2,   ///< told to the host when it is asked to sign in
   Adjacency = 3,     ///< an untrusted server certificate is accepted without asking the user
