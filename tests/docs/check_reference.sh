@@ -17,4 +17,17 @@ done
 for name in runUntil snapshot answerSignIn setExceptionHandler; do
   grep -q "$name()" "$pages/namespacemembers_func.html" || { echo "the reference lacks $name"; missing=1; }
 done
+# Doxygen itself does not miss the values of enumerations.
+printf '%s\n' '@INCLUDE = docs/Doxyfile' 'GENERATE_HTML = NO' 'GENERATE_XML = YES' "OUTPUT_DIRECTORY = \"$2\"" | doxygen -
+python3 - "$2/xml" <<'END' || missing=1
+import pathlib, sys
+import xml.etree.ElementTree as tree
+values = {}
+for page in pathlib.Path(sys.argv[1]).glob("*.xml"):
+    for value in tree.parse(page).iterfind(".//memberdef[@kind='enum'][@prot='public']/enumvalue"):
+        words = "".join("".join(value.find(part).itertext()) for part in ("briefdescription", "detaileddescription"))
+        values[value.get("id")] = (value.findtext("name"), words.strip())
+bare = [name for name, words in values.values() if not words]
+sys.exit(f"without a word: {bare}" if bare or len(values) < 40 else 0)
+END
 exit $missing

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Does what README.md tells a newcomer to do, as it stands there: compiles and runs the hosts by its command lines,
-installs, builds with CMake and with pkg-config, runs its job file. Every request goes to a server of this script.
+installs, builds with CMake and with pkg-config, runs its job file, and puts a trace plug-in of docs/tracing.md's
+functions beside a host. Every request goes to a server of this script.
 
 usage: follow_readme.py PROJECT_FOLDER BUILD_FOLDER
 """
@@ -44,7 +45,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
 
-class Readme:
+class Document:
     def __init__(self, path):
         self.text = path.read_text()
 
@@ -56,7 +57,7 @@ class Readme:
         """The only command line that begins so, without the remark behind it."""
         lines = re.findall(rf"^    ({re.escape(begin)}.*)$", self.text, re.M)
         if len(lines) != 1:
-            sys.exit(f"README.md has {len(lines)} lines that begin with: {begin}")
+            sys.exit(f"there are {len(lines)} lines that begin with: {begin}")
         return lines[0]
 
 
@@ -126,14 +127,28 @@ def follow_job_file(readme, newcomer):
     print(f"follows: {tool}")
 
 
+def follow_tracing(tracing, newcomer):
+    newcomer.write("plugin.c", "#include <stdio.h>\n" + tracing.block("c") +
+                   "unsigned long QlxGetTraceLevel(void) { return 1; }\n" +
+                   "".join(f"int {name}(const char* format, ...) {{ return fputs(format, stderr); }}\n"
+                           for name in ("QLXDEBUG", "QLXINFO", "QLXWARN", "QLXERROR")))
+    newcomer.run("mkdir -p Contents/MacOS Contents/PlugIns && cp cmake-build/host Contents/MacOS/host && "
+                 "cc -Wall -Werror -shared -fPIC plugin.c -o Contents/PlugIns/qlxtracedylib.dylib")
+    printed = newcomer.run(f"Contents/MacOS/host {newcomer.server.url()}/traced")
+    if "--> ZEP_HttpPool_TaskRun" not in printed or "<-- ZEP_HttpPool_TaskRun" not in printed:
+        sys.exit(f"a plug-in of one's own was told:\n{printed}")
+    print("follows: a plug-in of one's own")
+
+
 def main():
     project, build = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-    readme = Readme(project / "README.md")
+    readme = Document(project / "README.md")
     with tempfile.TemporaryDirectory() as folder:
         newcomer = Newcomer(project, build, pathlib.Path(folder))
         follow_hosts(readme, newcomer)
         follow_installing(readme, newcomer)
         follow_job_file(readme, newcomer)
+        follow_tracing(Document(project / "docs/tracing.md"), newcomer)
 
 
 main()
