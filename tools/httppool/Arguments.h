@@ -2,6 +2,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +15,9 @@
 
 namespace httppool {
 
+// What is shown: Usual is a table on a terminal and lines elsewhere.
+enum class Output { Usual, Quiet, Json };
+
 struct Arguments {
   enum class Command { Get, Run, Demo, Trace, Help, Version };
 
@@ -21,6 +26,8 @@ struct Arguments {
   std::string jobFile;         // run
   TraceArguments trace;        // trace
   std::optional<std::chrono::milliseconds> limit;
+  std::size_t concurrency = std::numeric_limits<std::size_t>::max();
+  Output output = Output::Usual;
   bool showSnapshot = false;
   Trust trust = Trust::Ask;                // get and run
   std::optional<Credentials> credentials;  // get and run; none: the terminal is asked
@@ -28,8 +35,5 @@ struct Arguments {
 };
 
 Arguments readArguments(int count, char* const* values);
-
-// What --help prints.
-const char* usage();
 
 }  // namespace httppool

@@ -82,6 +82,12 @@ void CredentialPrompt::close() {
   [[maybe_unused]] const ssize_t count = write(stop_, &once, sizeof(once));
 }
 
+void CredentialPrompt::open() {
+  std::uint64_t closes = 0;
+  [[maybe_unused]] const ssize_t count = read(stop_, &closes, sizeof(closes));
+  isClosed_ = false;
+}
+
 std::size_t CredentialPrompt::waiting() const {
   const std::lock_guard lock(mutex_);
   return waiting_.size();

@@ -24,6 +24,8 @@ class CredentialPrompt {
   // Ends the question that is open and every later one as a skip. To be called before a request that may be asking
   // is reset: the reset waits for the request's thread. Any thread.
   void close();
+  // Lets later requests ask again. Any thread.
+  void open();
 
   // How many requests wait for an answer. Any thread.
   std::size_t waiting() const;

@@ -52,12 +52,23 @@ class Demo {
   int differing_ = 0;
 };
 
+// Keeps what became of its task.
+class Seen : public Report {
+ public:
+  void taskEnded(const TaskOutcome& outcome) override { outcome_ = outcome; }
+  void showSnapshot(const std::string&) override {}
+
+  const TaskOutcome& outcome() const { return outcome_; }
+
+ private:
+  TaskOutcome outcome_;
+};
+
 TaskOutcome runTask(const TaskJob& task) {
-  TaskOutcome seen;
+  Seen seen;
   const std::vector<PoolJob> jobs{{"demo", {task}}};
-  Runner runner(jobs, [&](const TaskOutcome& outcome) { seen = outcome; });
-  runner.run(kPatience);
-  return seen;
+  Runner(jobs, seen, {.time = kPatience}).run();
+  return seen.outcome();
 }
 
 void announce(const char* heading, const std::string& asked) {

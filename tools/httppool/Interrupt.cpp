@@ -19,8 +19,20 @@ std::atomic<int> terminal = kNone;
 termios terminalSettings;  // written while `terminal` is none
 static_assert(std::atomic<int>::is_always_lock_free, "used inside a signal handler");
 
+void setHandler(void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigemptyset(&action.sa_mask);
+  sigaddset(&action.sa_mask, SIGINT);
+  sigaddset(&action.sa_mask, SIGTERM);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
 void note(int signal) {
   const int error = errno;
+  setHandler(SIG_DFL);  // of both: a second one ends the process, whichever it is
   caught = signal;
   const std::uint64_t once = 1;
   [[maybe_unused]] const ssize_t count = write(descriptor, &once, sizeof(once));
@@ -36,12 +48,7 @@ void catchInterrupts() {
   if (descriptor == kNone) {
     descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);  // never closed: a signal may come at any time
   }
-  struct sigaction action = {};
-  action.sa_handler = &note;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  setHandler(&note);
 }
 
 int caughtInterrupt() {

@@ -1,42 +1,30 @@
-// Shows what became of the tasks, one line each, and the body of a single one.
-// Main thread. Does not own its streams.
+// What is told about the tasks while they run and when they have ended. Main thread.
 #pragma once
 
-#include <cstdio>
+#include <cstddef>
 #include <string>
 
-#include "Runner.h"
+#include "TaskOutcome.h"
 
 namespace httppool {
 
-// The library's word for a status, as its task list has it; "redirected" where the list has none.
-std::string statusWord(ZEP_HTTP_TASK_STATUS status);
-
-// Status word, elapsed time and result on one line, fit for a terminal, without a line break.
-std::string summary(const TaskOutcome& outcome);
-
 class Report {
  public:
-  enum class Shape {
-    Lines,      // everything on stdout, the result in the line
-    SingleBody  // the line on stderr, the body as it is on stdout
-  };
-  enum class Naming { Task, PoolAndTask };
+  Report() = default;
+  virtual ~Report() = default;
+  Report(const Report&) = delete;
+  Report& operator=(const Report&) = delete;
 
-  Report(Shape shape, Naming naming);
-
-  void show(const TaskOutcome& outcome);
-  void showLine(const std::string& line);
-
-  bool isEveryTaskDone() const { return isEveryTaskDone_; }
-
- private:
-  void showBody(const std::string& body);
-
-  Shape shape_;
-  Naming naming_;
-  std::FILE* lines_;
-  bool isEveryTaskDone_ = true;
+  // A task is launched; its place among all tasks.
+  virtual void taskStarted(std::size_t /*index*/) {}
+  // Once for each task, also for one that was never launched.
+  virtual void taskEnded(const TaskOutcome& outcome) = 0;
+  // Every few milliseconds while tasks run.
+  virtual void beat() {}
+  // All tasks have ended.
+  virtual void finish() {}
+  // After all of them; the text is the library's.
+  virtual void showSnapshot(const std::string& text) = 0;
 };
 
 }  // namespace httppool

@@ -1,5 +1,6 @@
 #include "Runner.h"
 
+#include <algorithm>
 #include <cassert>
 #include <utility>
 
@@ -44,18 +45,22 @@ bool isFinal(ZEP_HTTP_TASK_STATUS status) {
 
 Runner* Runner::current_ = nullptr;
 
-Runner::Runner(const std::vector<PoolJob>& jobs, Listener listener, Closing closing)
-    : jobs_(jobs), listener_(std::move(listener)), closing_(std::move(closing)) {
+Runner::Runner(const std::vector<PoolJob>& jobs, Report& report, RunLimits limits, RunQuestions questions)
+    : jobs_(jobs), report_(report), limits_(limits), questions_(std::move(questions)) {
   assert(current_ == nullptr);
   current_ = this;
   for (const PoolJob& pool : jobs_) {
     ZEP_HttpPool_Create(pool.name.c_str());
     ZEP_HttpPool_SetPoolProc(pool.name.c_str(), &Runner::notified);
+    for (const TaskJob& job : pool.tasks) {
+      index_[pool.name].emplace(job.name, tasks_.size());
+      tasks_.push_back({&pool, &job});
+    }
   }
 }
 
 Runner::~Runner() {
-  closing_();
+  questions_.close();
   for (const PoolJob& pool : jobs_) {
     ZEP_HttpPool_ClearTask(pool.name.c_str());
     ZEP_HttpPool_Destroy(pool.name.c_str());
@@ -63,39 +68,57 @@ Runner::~Runner() {
   current_ = nullptr;
 }
 
-Runner::Stop Runner::run(std::optional<std::chrono::milliseconds> limit) {
-  for (const PoolJob& pool : jobs_) {
-    for (const TaskJob& job : pool.tasks) {
-      launch(pool.name, job);
-    }
+Runner::Stop Runner::run() {
+  launchWhatMayRun();
+  if (runningCount_ > 0) {
+    ZEP_RunLoop_Run(-1);
   }
-  if (runningCount_ == 0) {
+  const bool isComplete = runningCount_ == 0 && next_ == tasks_.size();
+  if (!isComplete) {
+    endAll();
+  }
+  report_.finish();
+  if (isComplete) {
     return Stop::AllEnded;
   }
-  const long turned = ZEP_RunLoop_Run(limit ? static_cast<long>(limit->count()) : -1);
-  if (runningCount_ == 0) {
-    return Stop::AllEnded;
-  }
-  if (caughtInterrupt() != 0) {
-    resetRunning(TaskOutcome::Ending::Stopped);
-    return Stop::Interrupted;
-  }
-  resetRunning(TaskOutcome::Ending::TimedOut);
-  return turned == 0 ? Stop::TimedOut : Stop::Broken;
+  return caughtInterrupt() != 0 ? Stop::Interrupted : Stop::Broken;
 }
 
-void Runner::launch(const std::string& pool, const TaskJob& job) {
-  ZEP_HttpPool_AddTask(pool.c_str(), job.name.c_str());
-  setProperties(pool, job);
-  const Running task{&job, std::chrono::steady_clock::now()};
+std::optional<Runner::Clock::time_point> Runner::lastDeadline() const {
+  if (!limits_.time) {
+    return std::nullopt;
+  }
+  Clock::time_point last{};
+  for (const Task& task : tasks_) {
+    if (task.isRunning) {
+      last = std::max(last, task.start + *limits_.time);
+    }
+  }
+  return last;
+}
+
+void Runner::launchWhatMayRun() {
+  while (next_ < tasks_.size() && runningCount_ < limits_.concurrency && caughtInterrupt() == 0) {
+    launch(next_++);
+  }
+}
+
+void Runner::launch(std::size_t index) {
+  Task& task = tasks_[index];
+  const char* const pool = task.pool->name.c_str();
+  const char* const name = task.job->name.c_str();
+  ZEP_HttpPool_AddTask(pool, name);
+  setProperties(task.pool->name, *task.job);
+  task.start = Clock::now();
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
-  ZEP_HttpPool_TaskRun(pool.c_str(), job.name.c_str(), &status);
+  ZEP_HttpPool_TaskRun(pool, name, &status);
   if (status != ZEP_HTTP_TASK_REQUESTING) {
-    report(pool, task, status, TaskOutcome::Ending::Refused);
+    end(index, status, TaskOutcome::Ending::Refused);
     return;
   }
-  running_[pool].emplace(job.name, task);
+  task.isRunning = true;
   ++runningCount_;
+  report_.taskStarted(index);
 }
 
 void Runner::notified(ZEP_HTTP_POOL_TASK_NOTIFY, const char* pool, const char* task, const char*) {
@@ -109,57 +132,79 @@ void Runner::look(const std::string& pool, const std::string& task) {
     ZEP_RunLoop_Stop();
     return;
   }
-  Tasks& tasks = running_[pool];
-  const auto found = tasks.find(task);
-  if (found == tasks.end()) {
+  report_.beat();
+  const Indices& indices = index_[pool];
+  const auto found = indices.find(task);
+  if (found == indices.end() || !tasks_[found->second].isRunning) {
     return;
   }
+  const std::size_t index = found->second;
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_NOT_EXIST;
   ZEP_HttpPool_GetTaskStatus(pool.c_str(), task.c_str(), &status);
-  if (!isFinal(status)) {
+  if (isFinal(status)) {
+    end(index, status, TaskOutcome::Ending::Ended);
+  } else if (isOverdue(tasks_[index])) {
+    questions_.close();
+    end(index, reset(index), TaskOutcome::Ending::TimedOut);
+    questions_.open();
+  } else {
     return;
   }
-  const Running ended = found->second;
-  tasks.erase(found);
-  --runningCount_;
-  report(pool, ended, status, TaskOutcome::Ending::Ended);
+  launchWhatMayRun();
   if (runningCount_ == 0) {
     ZEP_RunLoop_Stop();
   }
 }
 
-void Runner::report(const std::string& pool, const Running& task, ZEP_HTTP_TASK_STATUS status,
-                    TaskOutcome::Ending ending) {
+bool Runner::isOverdue(const Task& task) const {
+  return limits_.time && Clock::now() - task.start >= *limits_.time;
+}
+
+ZEP_HTTP_TASK_STATUS Runner::reset(std::size_t index) {
+  const char* const pool = tasks_[index].pool->name.c_str();
+  const char* const name = tasks_[index].job->name.c_str();
+  ZEP_HttpPool_TaskReset(pool, name);
+  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
+  ZEP_HttpPool_GetTaskStatus(pool, name, &status);
+  return status;
+}
+
+void Runner::end(std::size_t index, ZEP_HTTP_TASK_STATUS status, TaskOutcome::Ending ending) {
+  Task& task = tasks_[index];
+  if (task.isRunning) {
+    task.isRunning = false;
+    --runningCount_;
+  }
   TaskOutcome outcome;
-  outcome.pool = pool;
+  outcome.index = index;
+  outcome.pool = task.pool->name;
   outcome.task = task.job->name;
+  outcome.url = task.job->url;
   outcome.download = task.job->download;
   outcome.status = status;
   outcome.ending = ending;
-  outcome.elapsed = std::chrono::steady_clock::now() - task.start;
-  if (ending == TaskOutcome::Ending::Ended) {
-    outcome.result = property(pool, outcome.task, ZEP_HTTP_TASK_PROP_RESULT);
-    outcome.redirect = property(pool, outcome.task, ZEP_HTTP_TASK_PROP_REDIRECT_URL);
+  if (ending != TaskOutcome::Ending::NotRun) {
+    outcome.elapsed = Clock::now() - task.start;
   }
-  listener_(outcome);
+  if (ending == TaskOutcome::Ending::Ended) {
+    outcome.result = property(outcome.pool, outcome.task, ZEP_HTTP_TASK_PROP_RESULT);
+    outcome.redirect = property(outcome.pool, outcome.task, ZEP_HTTP_TASK_PROP_REDIRECT_URL);
+  }
+  isEveryTaskDone_ = isEveryTaskDone_ && isDone(outcome);
+  report_.taskEnded(outcome);
 }
 
-void Runner::resetRunning(TaskOutcome::Ending ending) {
-  closing_();
-  for (const PoolJob& pool : jobs_) {
-    for (const TaskJob& job : pool.tasks) {
-      const auto found = running_[pool.name].find(job.name);
-      if (found == running_[pool.name].end()) {
-        continue;
-      }
-      ZEP_HttpPool_TaskReset(pool.name.c_str(), job.name.c_str());
-      ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
-      ZEP_HttpPool_GetTaskStatus(pool.name.c_str(), job.name.c_str(), &status);
-      report(pool.name, found->second, status, ending);
+// What runs is reset, what has not been launched never will be.
+void Runner::endAll() {
+  questions_.close();
+  for (std::size_t index = 0; index < tasks_.size(); ++index) {
+    if (tasks_[index].isRunning) {
+      end(index, reset(index), TaskOutcome::Ending::Stopped);
+    } else if (index >= next_) {
+      end(index, ZEP_HTTP_TASK_UNINITIALIZED, TaskOutcome::Ending::NotRun);
     }
   }
-  running_.clear();
-  runningCount_ = 0;
+  next_ = tasks_.size();
 }
 
 std::string snapshot() {

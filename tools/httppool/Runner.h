@@ -4,74 +4,84 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "Job.h"
+#include "Report.h"
+#include "TaskOutcome.h"
 #include "httpPool/ZEP_HttpPool.h"
 
 namespace httppool {
 
-struct TaskOutcome {
-  enum class Ending {
-    Refused,   // the library did not launch the request
-    Ended,     // the request ended by itself
-    TimedOut,  // still running at the limit, and reset
-    Stopped    // still running when the user stopped the program, and reset
-  };
+struct RunLimits {
+  std::optional<std::chrono::milliseconds> time;  // of each task, from its own run; none: no limit
+  std::size_t concurrency = std::numeric_limits<std::size_t>::max();  // how many run at once
+};
 
-  std::string pool;
-  std::string task;
-  std::string download;  // the file that was asked for
-  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
-  Ending ending = Ending::Ended;
-  std::chrono::duration<double> elapsed{};
-  std::string result;    // property 7
-  std::string redirect;  // property 10
+// Called around the reset of tasks that may still run: the reset waits for their threads, which may be asking
+// the user. Questions are open at first; they may be closed and not opened again.
+struct RunQuestions {
+  std::function<void()> close = [] {};
+  std::function<void()> open = [] {};
 };
 
 class Runner {
  public:
-  enum class Stop { AllEnded, TimedOut, Interrupted, Broken };
-  using Listener = std::function<void(const TaskOutcome&)>;
-  using Closing = std::function<void()>;
+  using Clock = std::chrono::steady_clock;
 
-  // `jobs` must outlive the runner. `listener` is called once per task, in the order in which they end. `closing`
-  // is called, maybe more than once, before tasks that may still run are reset: the reset waits for their threads.
-  Runner(
-      const std::vector<PoolJob>& jobs, Listener listener, Closing closing = [] {});
+  enum class Stop { AllEnded, Interrupted, Broken };
+
+  // `jobs` and `report` must outlive the runner.
+  Runner(const std::vector<PoolJob>& jobs, Report& report, RunLimits limits = {},
+         RunQuestions questions = {});
   ~Runner();
   Runner(const Runner&) = delete;
   Runner& operator=(const Runner&) = delete;
 
-  // No limit: until every task has ended or the user stops the program.
-  Stop run(std::optional<std::chrono::milliseconds> limit);
+  // Until every task has ended or the user stops the program.
+  Stop run();
+
+  bool isEveryTaskDone() const { return isEveryTaskDone_; }
+
+  // When the last of the running tasks comes to its limit. None: there is no limit.
+  std::optional<Clock::time_point> lastDeadline() const;
 
  private:
-  struct Running {
+  struct Task {
+    const PoolJob* pool = nullptr;
     const TaskJob* job = nullptr;
-    std::chrono::steady_clock::time_point start;
+    Clock::time_point start{};
+    bool isRunning = false;
   };
-  using Tasks = std::unordered_map<std::string, Running>;
+  using Indices = std::unordered_map<std::string, std::size_t>;
 
   static void notified(ZEP_HTTP_POOL_TASK_NOTIFY code, const char* pool, const char* task, const char* data);
 
-  void launch(const std::string& pool, const TaskJob& job);
+  void launchWhatMayRun();
+  void launch(std::size_t index);
   void look(const std::string& pool, const std::string& task);
-  void report(const std::string& pool, const Running& task, ZEP_HTTP_TASK_STATUS status,
-              TaskOutcome::Ending ending);
-  void resetRunning(TaskOutcome::Ending ending);
+  bool isOverdue(const Task& task) const;
+  ZEP_HTTP_TASK_STATUS reset(std::size_t index);
+  void end(std::size_t index, ZEP_HTTP_TASK_STATUS status, TaskOutcome::Ending ending);
+  void endAll();
 
   static Runner* current_;
 
   const std::vector<PoolJob>& jobs_;
-  Listener listener_;
-  Closing closing_;
-  std::unordered_map<std::string, Tasks> running_;  // by pool, then by task
+  Report& report_;
+  const RunLimits limits_;
+  const RunQuestions questions_;
+  std::vector<Task> tasks_;                         // in their order
+  std::unordered_map<std::string, Indices> index_;  // by pool, then by task
+  std::size_t next_ = 0;                            // the first that has not been launched
   std::size_t runningCount_ = 0;
+  bool isEveryTaskDone_ = true;
 };
 
 // The library's snapshot of all pools.

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "Interrupt.h"
 
@@ -15,6 +16,11 @@ namespace httppool {
 namespace {
 
 constexpr std::size_t kLongestLine = 4096;
+
+std::function<void()>& givingWay() {
+  static auto& only = *new std::function<void()>([] {});  // as the turn: never destroyed
+  return only;
+}
 
 }  // namespace
 
@@ -57,6 +63,10 @@ std::mutex& Terminal::turn() {
   return only;
 }
 
+void Terminal::setGivingWay(std::function<void()> giveWay) {
+  givingWay() = std::move(giveWay);
+}
+
 // Not blocking: neither a terminal whose output is halted nor one that nobody types at may hold up the end of the
 // program. The descriptor is of an opening of its own, so that no other program's is changed.
 Terminal::Terminal(int stop)
@@ -85,6 +95,10 @@ bool Terminal::waitFor(short event) const {
 }
 
 bool Terminal::show(std::string_view text) {
+  if (!hasShown_) {
+    hasShown_ = true;
+    givingWay()();
+  }
   while (!text.empty()) {
     if (!waitFor(POLLOUT)) {
       return false;

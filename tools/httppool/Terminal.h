@@ -2,6 +2,7 @@
 // Belongs to the thread that makes it. Every question ends at once when the program is interrupted.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -16,6 +17,10 @@ class Terminal {
 
   // Held by whoever asks, so that questions of several threads do not mix.
   static std::mutex& turn();
+
+  // What else stands on the terminal gives way to a question: called by the asking thread, with the turn held,
+  // before the first text. Set with the turn held.
+  static void setGivingWay(std::function<void()> giveWay);
 
   // `stop` is a descriptor that becomes readable when no answer is wanted any more. It stays the caller's.
   explicit Terminal(int stop);
@@ -44,6 +49,7 @@ class Terminal {
 
   int terminal_;
   int stop_;
+  bool hasShown_ = false;
 };
 
 }  // namespace httppool

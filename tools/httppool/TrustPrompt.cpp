@@ -6,11 +6,13 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <memory>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 #include "Interrupt.h"
 #include "Terminal.h"
@@ -23,25 +25,33 @@ namespace {
 constexpr int kConfirmed = 1;
 constexpr int kNotConfirmed = 0;
 
-int timerOf(std::optional<std::chrono::milliseconds> limit) {
+int newTimer() {
   const int timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
   if (timer < 0) {
     throw std::system_error(errno, std::generic_category(), "timerfd");
   }
-  if (limit) {
-    itimerspec at{};
-    at.it_value.tv_sec = limit->count() / 1000;
-    at.it_value.tv_nsec = limit->count() % 1000 * 1'000'000;
-    timerfd_settime(timer, 0, &at, nullptr);
-  }
   return timer;
+}
+
+// Setting a timer also takes back that it is readable from the last time.
+void setTimer(int timer, std::optional<TrustPrompt::TimePoint> deadline) {
+  itimerspec at{};
+  if (deadline) {
+    using std::chrono::nanoseconds;
+    const auto time = std::chrono::duration_cast<nanoseconds>(deadline->time_since_epoch());
+    const nanoseconds::rep count = std::max<nanoseconds::rep>(time.count(), 1);  // 0 would be no deadline
+    at.it_value.tv_sec = count / 1'000'000'000;
+    at.it_value.tv_nsec = count % 1'000'000'000;
+  }
+  timerfd_settime(timer, TFD_TIMER_ABSTIME, &at, nullptr);
 }
 
 }  // namespace
 
-TrustPrompt::TrustPrompt(Trust trust, std::optional<std::chrono::milliseconds> limit)
+TrustPrompt::TrustPrompt(Trust trust, Deadline deadline)
     : trust_(trust),
-      limit_(timerOf(limit)),
+      deadline_(std::move(deadline)),
+      timer_(newTimer()),
       observer_(
           ZEP_Notification_AddObserver("HTTPLocalizationRequired", &TrustPrompt::textsRequired, nullptr)) {
   ZEP_TrustPanel_SetRunner(&TrustPrompt::panelRequired, this);
@@ -50,7 +60,7 @@ TrustPrompt::TrustPrompt(Trust trust, std::optional<std::chrono::milliseconds> l
 TrustPrompt::~TrustPrompt() {
   ZEP_TrustPanel_SetRunner(nullptr, nullptr);
   ZEP_Notification_RemoveObserver(observer_);
-  ::close(limit_);
+  ::close(timer_);
 }
 
 // This program has words of its own; without an answer the request would wait for ever.
@@ -92,7 +102,8 @@ bool TrustPrompt::ask(const std::string& host, const std::string& fingerprint, b
     return false;
   }
   const std::lock_guard turn(Terminal::turn());
-  Terminal terminal(limit_);
+  setTimer(timer_, deadline_());
+  Terminal terminal(timer_);
   if (!terminal.isUsable()) {
     return false;
   }

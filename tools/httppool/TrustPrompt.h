@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -17,8 +18,11 @@ enum class Trust {
 
 class TrustPrompt {
  public:
-  // A question that is open at the limit, counted from now, ends as a refusal.
-  TrustPrompt(Trust trust, std::optional<std::chrono::milliseconds> limit);
+  using TimePoint = std::chrono::steady_clock::time_point;
+  // Asked when a question opens: when it is to end, as a refusal; none: not by itself.
+  using Deadline = std::function<std::optional<TimePoint>()>;
+
+  TrustPrompt(Trust trust, Deadline deadline);
   ~TrustPrompt();
   TrustPrompt(const TrustPrompt&) = delete;
   TrustPrompt& operator=(const TrustPrompt&) = delete;
@@ -31,7 +35,8 @@ class TrustPrompt {
   bool ask(const std::string& host, const std::string& fingerprint, bool isForHost) const;
 
   const Trust trust_;
-  const int limit_;  // readable at the limit
+  const Deadline deadline_;
+  const int timer_;  // readable at the deadline of the question that is open
   const long observer_;
 };
 

@@ -2,17 +2,23 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "Arguments.h"
 #include "CredentialPrompt.h"
 #include "Demo.h"
 #include "Interrupt.h"
 #include "JobFile.h"
-#include "Report.h"
+#include "JsonReport.h"
+#include "LineReport.h"
+#include "QuietReport.h"
 #include "Runner.h"
+#include "TableReport.h"
 #include "TraceCommand.h"
 #include "TrustPrompt.h"
+#include "Usage.h"
 
 namespace httppool {
 namespace {
@@ -27,15 +33,33 @@ int complain(const std::string& what, int status) {
   return status;
 }
 
+std::unique_ptr<Report> makeReport(const Arguments& arguments, LineReport::Shape shape, Naming naming) {
+  switch (arguments.output) {
+    case Output::Json:
+      return std::make_unique<JsonReport>();
+    case Output::Quiet:
+      return std::make_unique<QuietReport>(naming);
+    case Output::Usual:
+      break;
+  }
+  if (TableReport::isPossible()) {
+    return std::make_unique<TableReport>(shape, naming, arguments.pools);
+  }
+  return std::make_unique<LineReport>(shape, naming);
+}
+
 int runPools(const Arguments& arguments, Report& report) {
   catchInterrupts();
   CredentialPrompt prompt(arguments.credentials);
-  const TrustPrompt trustPrompt(arguments.trust, arguments.limit);
-  Runner runner(
-      arguments.pools, [&](const TaskOutcome& outcome) { report.show(outcome); }, [&] { prompt.close(); });
-  const Runner::Stop stop = runner.run(arguments.limit);
+  const Runner* running = nullptr;
+  const TrustPrompt trustPrompt(arguments.trust,
+                                [&] { return running ? running->lastDeadline() : std::nullopt; });
+  Runner runner(arguments.pools, report, {arguments.limit, arguments.concurrency},
+                {[&] { prompt.close(); }, [&] { prompt.open(); }});
+  running = &runner;
+  const Runner::Stop stop = runner.run();
   if (arguments.showSnapshot) {
-    report.showLine(snapshot());
+    report.showSnapshot(snapshot());
   }
   switch (stop) {
     case Runner::Stop::Interrupted:
@@ -43,17 +67,16 @@ int runPools(const Arguments& arguments, Report& report) {
     case Runner::Stop::Broken:
       return complain("the run loop could not be turned", kNotDone);
     case Runner::Stop::AllEnded:
-    case Runner::Stop::TimedOut:
       break;
   }
-  return report.isEveryTaskDone() ? kDone : kNotDone;
+  return runner.isEveryTaskDone() ? kDone : kNotDone;
 }
 
 int get(const Arguments& arguments) {
   const auto& tasks = arguments.pools.front().tasks;
   const bool isSingleBody = tasks.size() == 1 && tasks.front().download.empty();
-  Report report(isSingleBody ? Report::Shape::SingleBody : Report::Shape::Lines, Report::Naming::Task);
-  return runPools(arguments, report);
+  const auto shape = isSingleBody ? LineReport::Shape::SingleBody : LineReport::Shape::Lines;
+  return runPools(arguments, *makeReport(arguments, shape, Naming::Task));
 }
 
 int run(Arguments arguments) {
@@ -62,8 +85,7 @@ int run(Arguments arguments) {
     return complain(file.error, kUnusable);
   }
   arguments.pools = std::move(file.pools);
-  Report report(Report::Shape::Lines, Report::Naming::PoolAndTask);
-  return runPools(arguments, report);
+  return runPools(arguments, *makeReport(arguments, LineReport::Shape::Lines, Naming::PoolAndTask));
 }
 
 int demo() {
