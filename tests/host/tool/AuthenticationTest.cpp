@@ -62,6 +62,15 @@ void answerAll(Pty& terminal, const std::string& password, const std::string& re
   terminal.type(remember + "\n");
 }
 
+TEST_F(Authentication, ALaterTaskAsksAgainWhenTheTimeLimitHasEndedAQuestion) {
+  OnTerminal program(HTTPPOOL_PROGRAM,
+                     {"get", "--concurrency", "1", "--timeout", "1", url("one"), url("two")});
+  EXPECT_TRUE(program.terminal().waitFor(kUser, 2));
+  const OnTerminal::Result result = program.wait();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.isRestored);
+}
+
 TEST_F(Authentication, GivenRightGetsTheBody) {
   const Finished finished = httppool(with("open sesame\nmore\n", {"get", url("one")}));
   EXPECT_EQ(finished.status, 0) << finished.err;

@@ -1,5 +1,9 @@
 #include "OnTerminal.h"
 
+#include <cstdlib>
+
+#include "tests/support/WaitUntil.h"
+
 namespace tooltest {
 namespace {
 
@@ -20,10 +24,29 @@ status=$?
 if [ "$(stty -g)" = "$before" ]; then echo restored; else echo changed; fi
 exit $status)sh";
 
+// The output of the shell itself stays apart from the terminal's.
+constexpr const char* kWhole = R"sh(trap : INT TERM
+before=$(stty -g)
+sh -c 'echo $$; exec "$@" >/dev/tty 2>&1' sh "$@"
+status=$?
+if [ "$(stty -g)" = "$before" ]; then echo restored; else echo changed; fi
+exit $status)sh";
+
+const char* scriptOf(OnTerminal::Place place) {
+  switch (place) {
+    case OnTerminal::Place::Background:
+      return kBackground;
+    case OnTerminal::Place::Whole:
+      return kWhole;
+    case OnTerminal::Place::Foreground:
+      break;
+  }
+  return kForeground;
+}
+
 std::vector<std::string> shellArguments(const std::string& program, const std::vector<std::string>& arguments,
                                         OnTerminal::Place place) {
-  std::vector<std::string> words{"-c", place == OnTerminal::Place::Foreground ? kForeground : kBackground,
-                                 "sh", program};
+  std::vector<std::string> words{"-c", scriptOf(place), "sh", program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return words;
 }
@@ -36,8 +59,15 @@ bool takeLastLine(std::string& text, const std::string& line) {
 
 }  // namespace
 
-OnTerminal::OnTerminal(const std::string& program, const std::vector<std::string>& arguments, Place place)
-    : process_("/bin/sh", shellArguments(program, arguments, place), {}, terminal_.path()) {
+OnTerminal::OnTerminal(const std::string& program, const std::vector<std::string>& arguments, Place place,
+                       const std::vector<std::string>& environment, Pty::Size size)
+    : terminal_(size),
+      process_("/bin/sh", shellArguments(program, arguments, place), environment, terminal_.path()) {
+}
+
+pid_t OnTerminal::pid() {
+  test::waitUntil([&] { return process_.out().ends_with("\n"); });
+  return static_cast<pid_t>(std::atoi(process_.out().c_str()));
 }
 
 OnTerminal::Result OnTerminal::wait() {

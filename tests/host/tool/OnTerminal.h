@@ -12,10 +12,15 @@ namespace tooltest {
 
 class OnTerminal {
  public:
-  enum class Place { Foreground, Background };
+  enum class Place {
+    Foreground,
+    Background,
+    Whole  // in the foreground, and its output goes to the terminal, too
+  };
 
   OnTerminal(const std::string& program, const std::vector<std::string>& arguments,
-             Place place = Place::Foreground);
+             Place place = Place::Foreground, const std::vector<std::string>& environment = {},
+             Pty::Size size = {0, 0});
 
   Pty& terminal() { return terminal_; }
   Program& process() { return process_; }
@@ -28,6 +33,8 @@ class OnTerminal {
     bool isRestored = false;  // all settings of the terminal are as they were before
   };
   Result wait();
+  // The program's, with Place::Whole; waits until it is there.
+  pid_t pid();
 
  private:
   Pty terminal_;

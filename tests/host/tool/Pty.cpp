@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -29,17 +30,30 @@ int timesIn(const std::string& text, const std::string& part) {
 
 }  // namespace
 
-Pty::Pty() : person_(require(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
+Pty::Pty(Size size) : person_(require(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
   require(grantpt(person_));
   require(unlockpt(person_));
   path_ = ptsname(person_);
   inside_ = require(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  setSize(size.rows, size.columns);
   reader_ = std::thread([this] { readAll(); });
 }
 
 Pty::~Pty() {
   finish();
   close(person_);
+}
+
+void Pty::setSize(int rows, int columns) {
+  winsize size = {};
+  size.ws_row = static_cast<unsigned short>(rows);
+  size.ws_col = static_cast<unsigned short>(columns);
+  require(ioctl(person_, TIOCSWINSZ, &size));
+}
+
+std::string Pty::shown() {
+  const std::lock_guard lock(mutex_);
+  return shown_;
 }
 
 void Pty::type(const std::string& text) {

@@ -11,7 +11,13 @@ namespace tooltest {
 
 class Pty {
  public:
-  Pty();
+  struct Size {
+    int rows = 0;
+    int columns = 0;
+  };
+
+  // A size of 0 is one that programs are not told.
+  explicit Pty(Size size = {0, 0});
   ~Pty();
   Pty(const Pty&) = delete;
   Pty& operator=(const Pty&) = delete;
@@ -19,9 +25,14 @@ class Pty {
   // The file to open as a terminal.
   const std::string& path() const { return path_; }
 
+  // Tells the programs on it, as a window does whose size is changed.
+  void setSize(int rows, int columns);
+
   void type(const std::string& text);
   // Waits until `text` has been shown so many times; false at the limit.
   bool waitFor(const std::string& text, int times = 1);
+  // What has been shown so far.
+  std::string shown();
   // Whether the terminal shows what is typed.
   bool isEchoing() const;
   // Everything that was shown, when all programs have left the terminal; a line ends with "\r\n".
