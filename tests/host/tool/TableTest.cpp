@@ -190,10 +190,12 @@ TEST_F(Table, GivesWayToTheQuestionForCredentials) {
   const test::NginxServer server(
       {.extraLocations = "location /guarded/ { auth_basic t; auth_basic_user_file " + scratch.path("users") +
                          "; alias " + scratch.path() + "/; }"});
-  std::vector<std::string> arguments = get(1);
+  std::vector<std::string> arguments = get(2, {"--concurrency", "2"});
   arguments.push_back(server.url("/guarded/one"));
   OnTerminal program(HTTPPOOL_PROGRAM, arguments, OnTerminal::Place::Whole, kPlain);
   Pty& terminal = program.terminal();
+  ASSERT_TRUE(terminal.waitFor("requesting ", 2));
+  origin_.release("/2");  // makes room for the one that asks
   ASSERT_TRUE(terminal.waitFor("User name (empty to skip): "));
   hesitate();
   // Nothing of the table stands there, and the cursor is behind the question.
@@ -225,9 +227,11 @@ TEST_F(Table, GivesWayToTheQuestionForCredentials) {
 TEST_F(Table, GivesWayToTheQuestionOfTrust) {
   test::CertificateAuthority authority;
   const test::NginxServer server({.certificate = authority.selfSigned()});
-  std::vector<std::string> arguments = get(1);
+  std::vector<std::string> arguments = get(2, {"--concurrency", "2"});
   arguments.push_back(server.tlsUrl("/text"));
   OnTerminal program(HTTPPOOL_PROGRAM, arguments, OnTerminal::Place::Whole, kPlain);
+  ASSERT_TRUE(program.terminal().waitFor("requesting ", 2));
+  origin_.release("/2");
   const std::string question = "Trust this host for the rest of this run? [y/N] ";
   ASSERT_TRUE(program.terminal().waitFor(question));
   hesitate();
