@@ -5,12 +5,13 @@
 // nothing here is for hosts.
 
 #include <cassert>
+#include <cstddef>
+#include <exception>
 #include <functional>
 #include <iterator>
 #include <list>
 #include <map>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -65,7 +66,7 @@ using Pools = std::map<std::string, PoolState*, std::less<>>;
 
 class PoolState : public std::enable_shared_from_this<PoolState> {
  public:
-  /// Made by thisModulesPool() only.
+  /// Made by makePool() only.
   PoolState(std::string_view name, Pools& pools, ZEP_HttpPool_NotifyProc notified) : pools_(pools) {
     static unsigned long unnamed = 0;
     name_ = freeName(name.empty() ? "httpPool " + std::to_string(++unnamed) : name, hasPool);
@@ -110,32 +111,27 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
   void cancel(RunState& run) {
     assert(isHere());
     if (!run.outcome) {
-      const auto place = places_.find(run.taskName);
-      // Held by the caller, so it outlives its place.
-      remove(place->second);
+      remove(places_.find(run.taskName)->second);
       run.outcome = Outcome::ended(Status::Cancelled);
     }
   }
 
+  /// One request after another, each told before the next one: a callback that turns the run loop and waits for another
+  /// request of this pool still finds it running.
   void close() {
     assert(isHere());
     if (!std::exchange(isOpen_, false)) {
       return;
     }
     const auto self = shared_from_this();
-    pools_.erase(name_);
-    ZEP_HttpPool_SetPoolProc(name_.c_str(), nullptr);
-    // Else its requests would go on until the library deletes it.
-    ZEP_HttpPool_ClearTask(name_.c_str());
-    ZEP_HttpPool_Destroy(name_.c_str());
-    places_.clear();
-    const Runs left = std::move(running_);
-    for (const auto& run : left) {
-      run->outcome = Outcome::ended(Status::Cancelled);
-    }
-    for (const auto& run : left) {
+    while (!running_.empty()) {
+      const std::shared_ptr<RunState> run = running_.front();
+      cancel(*run);
       run->deliver();
     }
+    pools_.erase(name_);
+    ZEP_HttpPool_SetPoolProc(name_.c_str(), nullptr);
+    ZEP_HttpPool_Destroy(name_.c_str());
   }
 
   /// From the notify function.
@@ -143,15 +139,14 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
     assert(isHere());
     const auto self = shared_from_this();
     const auto found = places_.find(taskName);
-    auto place = found == places_.end() ? running_.end() : found->second;
-    Runs ended;
-    // The library goes on behind the task that moves into the place of a removed one: that one is looked at here.
-    while (place != running_.end() && hasEnded(**place)) {
-      const auto next = std::next(place);
-      remove(place, ended);
-      place = next;
-    }
-    for (const auto& run : ended) {
+    std::shared_ptr<RunState> next = found != places_.end() ? *found->second : nullptr;
+    // The library goes on behind the task that moves into the place of a removed one: that one is looked at here. Each is
+    // told before the next one is looked at, for the reason of close(); so the next one may have ended meanwhile.
+    while (next && !next->outcome && hasEnded(*next)) {
+      const std::shared_ptr<RunState> run = next;
+      const auto place = places_.find(run->taskName)->second;
+      next = std::next(place) != running_.end() ? *std::next(place) : nullptr;
+      remove(place);
       run->deliver();
     }
   }
@@ -169,16 +164,10 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
   }
 
   void remove(Runs::iterator place) {
-    Runs removed;
-    remove(place, removed);
-  }
-
-  /// Moves it to the end of another list.
-  void remove(Runs::iterator place, Runs& to) {
-    RunState& run = **place;
-    ZEP_HttpPool_RemoveTask(name_.c_str(), run.taskName.c_str());
-    places_.erase(places_.find(run.taskName));
-    to.splice(to.end(), running_, place);
+    const std::shared_ptr<RunState> run = *place;
+    ZEP_HttpPool_RemoveTask(name_.c_str(), run->taskName.c_str());
+    places_.erase(places_.find(run->taskName));
+    running_.erase(place);
   }
 
   bool start(const std::string& task, const Request& request, const std::string& headers) {

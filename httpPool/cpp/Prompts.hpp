@@ -42,7 +42,7 @@ struct Credentials {
 /// Ends the request as Failed with ErrorId::NotAllowed.
 struct Skip {};
 /// The request waits, without a time limit, until answerSignIn() is called; it notices that within 10 seconds. Resetting
-/// or destroying its task waits for the answer, too.
+/// or destroying its task waits for the answer, too: so answer first.
 struct Later {};
 /// What a host answers to a SignInQuestion.
 using SignInAnswer = std::variant<Skip, Later, Credentials>;

@@ -85,7 +85,8 @@ class Run {
   /// Has the callback called with the outcome, exactly once, on the host's thread: when the request ends, from a turn
   /// of the run loop; when it is cancelled, by whoever does that, which may be the destructor of the Task or the Pool;
   /// when it has ended already, at once. The callback may do everything, also run, reset and destroy tasks and pools.
-  /// What it throws goes to the handler of setExceptionHandler(). Several callbacks are called in their order.
+  /// What it throws goes to the handler of setExceptionHandler(). Several callbacks are called in their order, after
+  /// the futures of this request have become ready; none may wait for a later one.
   template <typename Callback>
   requires std::invocable < std::decay_t<Callback>
   &, const Outcome& > const Run& then(Callback&& callback) const {
@@ -103,7 +104,15 @@ class Run {
   std::future<Outcome> future() const {
     std::promise<Outcome> promise;
     std::future<Outcome> future = promise.get_future();
-    then([promise = std::move(promise)](const Outcome& outcome) mutable { promise.set_value(outcome); });
+    if (state_->outcome) {
+      promise.set_value(*state_->outcome);
+      return future;
+    }
+    auto settle = [promise = std::move(promise)](const Outcome& outcome) mutable {
+      promise.set_value(outcome);
+    };
+    // Before all callbacks: one of them may turn the run loop until it is ready.
+    state_->waiters.push_front(std::make_unique<detail::CallbackWaiter<decltype(settle)>>(std::move(settle)));
     return future;
   }
 
@@ -163,7 +172,7 @@ inline Run::Awaiter Run::operator co_await() const {
 }
 
 /// The return type of a coroutine that nobody waits for: it begins at once, goes its way, and its frame ends with it.
-/// It takes its parameters by value, since its caller goes on. An exception that leaves it goes to the handler of
+/// What it uses must live until then: parameters by value are its own, the captures of a lambda are not. An exception that leaves it goes to the handler of
 /// setExceptionHandler().
 class Detached {
  public:
