@@ -4,6 +4,7 @@
 // httpPool.hpp.
 
 #include <algorithm>
+#include <bit>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -118,7 +119,7 @@ class Observers {
 
   static void notified(const char* name, const void* object, const char* userInfo, void* number) {
     guarded([&] {
-      if (const auto state = all().find(reinterpret_cast<std::uintptr_t>(number))) {
+      if (const auto state = all().find(std::bit_cast<std::uintptr_t>(number))) {
         state->call({name, object, userInfo});
       }
     });
@@ -145,7 +146,7 @@ class NotificationObserver {
       : state_(std::make_shared<detail::ObserverState>(std::move(handler))),
         number_(detail::Observers::all().add(state_)),
         token_(ZEP_Notification_AddObserver(name.c_str(), &detail::Observers::notified,
-                                            reinterpret_cast<void*>(number_))) {}
+                                            std::bit_cast<void*>(number_))) {}
   /// Ends it. Any thread; waits as said above.
   ~NotificationObserver() {
     ZEP_Notification_RemoveObserver(token_);

@@ -90,7 +90,7 @@ class Task : public RequestSetters<Task> {
   Task& operator=(Task&& other) noexcept {
     if (this != &other) {
       reset();
-      RequestSetters::operator=(std::move(other));
+      RequestSetters::operator=(static_cast<RequestSetters&&>(other));
       pool_ = std::move(other.pool_);
       name_ = std::move(other.name_);
       run_ = std::move(other.run_);
@@ -103,23 +103,18 @@ class Task : public RequestSetters<Task> {
 
   /// Launches the request. One that is running is cancelled. A request that is refused has ended on return.
   Run run() & {
-    const auto pool = pool_;
-    const auto before = std::exchange(run_, nullptr);
-    if (before) {
-      pool->cancel(*before);
+    // Told last, when all is done or memory has run out: a callback may destroy this task.
+    const detail::ToldAtTheEnd before{std::exchange(run_, nullptr)};
+    if (before.run) {
+      pool_->cancel(*before.run);
     }
-    run_ = pool->launch(name_, request());
-    const Run run(run_);
-    // Last: a callback may destroy this task.
-    if (before) {
-      before->deliver();
-    }
-    return run;
+    run_ = pool_->launch(name_, request());
+    return Run(run_);
   }
 
   /// Of a task that nobody keeps: `Pool::task().url(...).run()`. The request belongs to its pool then.
   Run run() && {
-    const Run run = this->run();
+    Run run = this->run();
     run_ = nullptr;
     return run;
   }

@@ -112,7 +112,7 @@ struct PanelTexts {
 class LocalizationObserver {
  public:
   /// Begins to answer, with these texts or with none.
-  explicit LocalizationObserver(std::optional<PanelTexts> texts = std::nullopt)
+  explicit LocalizationObserver(const std::optional<PanelTexts>& texts = std::nullopt)
       : observer_("HTTPLocalizationRequired", [info = infoOf(texts)](const Notification&) {
           if (!postNotification("HTTPLocalizationDatasource", info)) {
             postNotification("HTTPLocalizationDatasource");

@@ -183,9 +183,9 @@ class RequestSetters {
   RequestSetters() = default;
   ~RequestSetters() = default;
   /// What was set goes along.
-  RequestSetters(RequestSetters&&) = default;
+  RequestSetters(RequestSetters&&) noexcept = default;
   /// The same.
-  RequestSetters& operator=(RequestSetters&&) = default;
+  RequestSetters& operator=(RequestSetters&&) noexcept = default;
 
  private:
   template <typename Change>

@@ -69,6 +69,20 @@ struct RunState {
   }
 };
 
+/// Calls the waiters of a request that has ended when the scope is left.
+struct ToldAtTheEnd {
+  std::shared_ptr<RunState> run;
+
+  explicit ToldAtTheEnd(std::shared_ptr<RunState> ended) : run(std::move(ended)) {}
+  ~ToldAtTheEnd() {
+    if (run) {
+      run->deliver();
+    }
+  }
+  ToldAtTheEnd(const ToldAtTheEnd&) = delete;
+  ToldAtTheEnd& operator=(const ToldAtTheEnd&) = delete;
+};
+
 }  // namespace detail
 
 /// Returned by Task::run(). Dropping it changes nothing: the request goes on. Copies tell of the same request.
