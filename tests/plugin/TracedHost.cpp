@@ -1,42 +1,69 @@
 #include "tests/plugin/TracedHost.h"
 
 #include <gtest/gtest.h>
+#include <regex.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
-#include <regex>
+#include <optional>
+#include <stdexcept>
 
 #include "tests/support/Files.h"
 
 namespace test {
 namespace {
 
-/// The digits of a match as a number.
-int number(const std::smatch& match, std::size_t group) {
-  return std::stoi(match[group]);
+using Fields = std::array<std::string, 16>;
+
+/// The fields of a line, from 1 on; none when it has not the form of a line. std::regex would go through a long text by
+/// recursion, and sanitized it does not compile without warnings.
+std::optional<Fields> fieldsOf(const std::string& line) {
+  constexpr std::size_t kFrontBytes = 300;
+  constexpr const char* kForm =
+      "^([0-9]{4})-([0-9]{2})-([0-9]{2})T([0-9]{2}):([0-9]{2}):([0-9]{2})[.]([0-9]{6})([+-])([0-9]{2}):"
+      "([0-9]{2}) ([DIWE]) ([0-9]+)/([0-9]+) ([^ ]+) [|] (.*)$";
+  static const regex_t form = [] {
+    regex_t compiled;
+    if (regcomp(&compiled, kForm, REG_EXTENDED) != 0) {
+      throw std::logic_error("the form of a line is no expression");
+    }
+    return compiled;
+  }();
+  const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
+  std::array<regmatch_t, std::tuple_size_v<Fields>> matches{};
+  const std::string front = line.substr(0, kFrontBytes);
+  if (std::any_of(line.begin(), line.end(), isControl) ||
+      regexec(&form, front.c_str(), matches.size(), matches.data(), 0) != 0) {
+    return std::nullopt;
+  }
+  Fields fields;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    fields[i] = front.substr(matches[i].rm_so, matches[i].rm_eo - matches[i].rm_so);
+  }
+  fields.back() += line.substr(front.size());
+  return fields;
 }
 
-TracedLine parsed(const std::smatch& match) {
+TracedLine parsed(const Fields& fields) {
   using namespace std::chrono;
-  const sys_days day = year(number(match, 1)) / number(match, 2) / number(match, 3);
-  const minutes offset = hours(number(match, 9)) + minutes(number(match, 10));
-  const auto time = day + hours(number(match, 4)) + minutes(number(match, 5)) + seconds(number(match, 6)) +
-                    microseconds(number(match, 7));
-  return {.time = match[8] == "-" ? time + offset : time - offset,
-          .offset = match[8].str() + match[9].str() + ":" + match[10].str(),
-          .letter = match[11].str()[0],
-          .process = number(match, 12),
-          .thread = number(match, 13),
-          .name = match[14],
-          .text = match[15]};
+  const auto number = [&](std::size_t field) { return std::stoi(fields[field]); };
+  const sys_days day = year(number(1)) / number(2) / number(3);
+  const minutes offset = hours(number(9)) + minutes(number(10));
+  const auto time =
+      day + hours(number(4)) + minutes(number(5)) + seconds(number(6)) + microseconds(number(7));
+  return {.time = fields[8] == "-" ? time + offset : time - offset,
+          .offset = fields[8] + fields[9] + ":" + fields[10],
+          .letter = fields[11][0],
+          .process = number(12),
+          .thread = number(13),
+          .name = fields[14],
+          .text = fields[15]};
 }
 
 }  // namespace
 
 std::vector<TracedLine> tracedLines(const std::string& trace) {
-  static const std::regex form(
-      R"((\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)\.(\d{6})([+-])(\d\d):(\d\d) ([DIWE]) (\d+)/(\d+) ([^ ]+) \| )"
-      R"(([^\x00-\x1f\x7f]*))",
-      std::regex::optimize);
   std::vector<TracedLine> lines;
   for (std::size_t at = 0; at < trace.size();) {
     const std::size_t end = trace.find('\n', at);
@@ -45,14 +72,10 @@ std::vector<TracedLine> tracedLines(const std::string& trace) {
       break;
     }
     const std::string line = trace.substr(at, end - at);
-    // The expression would go through a long text by recursion.
-    const std::string front = line.substr(0, 300);
-    std::smatch match;
-    if (std::regex_match(front, match, form)) {
-      lines.push_back(parsed(match));
-      lines.back().text += line.substr(front.size());
+    if (const std::optional<Fields> fields = fieldsOf(line)) {
+      lines.push_back(parsed(*fields));
     } else {
-      ADD_FAILURE() << "not the form of a line: " << front;
+      ADD_FAILURE() << "not the form of a line: " << line.substr(0, 300);
     }
     at = end + 1;
   }

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -28,7 +27,11 @@ std::vector<LiveRow> rows(const std::vector<std::string>& texts) {
 
 // As the terminal's driver passes it on: a line feed also returns the cursor.
 std::string passed(const std::string& bytes) {
-  return std::regex_replace(bytes, std::regex("\n"), "\r\n");
+  std::string result;
+  for (const char byte : bytes) {
+    result += byte == '\n' ? std::string("\r\n") : std::string(1, byte);
+  }
+  return result;
 }
 
 TEST(LiveArea, IsDrawnAgainInItsPlace) {
