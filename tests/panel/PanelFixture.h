@@ -10,9 +10,9 @@
 
 #include "foundation/panel/PanelRequest.h"
 #include "tests/panel/Person.h"
-#include "tests/support/Screen.h"
 #include "tests/panel/Warnings.h"
 #include "tests/support/CertificateAuthority.h"
+#include "tests/support/Screen.h"
 
 namespace test {
 
