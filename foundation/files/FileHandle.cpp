@@ -1,26 +1,25 @@
 #include "foundation/files/FileHandle.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "foundation/base/Descriptor.h"
+
 namespace foundation {
 
 std::optional<FileHandle> FileHandle::forAppendingAtPath(const std::string& path) {
-  // Not blocking: a pipe without a reader, or a device, must not hold the thread.
-  Descriptor descriptor(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  struct stat status {};
-  if (!descriptor.isOpen() || fstat(descriptor.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  RegularFile file(path, RegularFile::Access::Appending);
+  if (!file.isOpen()) {
     return std::nullopt;
   }
-  return FileHandle(std::move(descriptor));
+  return FileHandle(std::move(file));
 }
 
 bool FileHandle::writeData(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_.number(), bytes.data(), bytes.size());
+    const ssize_t written = write(file_.descriptor(), bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) {
       continue;
     }

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "foundation/base/Descriptor.h"
 #include "foundation/base/Export.h"
+#include "foundation/files/RegularFile.h"
 
 namespace foundation {
 
@@ -22,9 +22,9 @@ class FOUNDATION_EXPORT FileHandle {
   bool writeData(std::string_view bytes);
 
  private:
-  explicit FileHandle(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+  explicit FileHandle(RegularFile file) : file_(std::move(file)) {}
 
-  Descriptor descriptor_;
+  RegularFile file_;
 };
 
 /// Makes an empty file. False when it cannot be made or when there is something of that name, be it a link to nowhere;

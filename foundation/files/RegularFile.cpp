@@ -8,9 +8,10 @@
 
 namespace foundation {
 
-RegularFile::RegularFile(const std::string& path)
-    // Not blocking: a pipe without a writer, or a device, must not hold the thread.
-    : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
+RegularFile::RegularFile(const std::string& path, Access access)
+    // Not blocking: a pipe without somebody at its other end, or a device, must not hold the thread.
+    : descriptor_(open(path.c_str(), (access == Access::Reading ? O_RDONLY : O_WRONLY | O_APPEND) |
+                                         O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
   if (!isOpen()) {
     error_ = errno;
     return;

@@ -9,13 +9,16 @@
 
 namespace foundation {
 
-/// A regular file that is open for reading, and closed with its owner. What is no regular file is not opened, and
-/// looking at it waits for nobody. Any thread, one at a time.
+/// A regular file that is open, and closed with its owner. What is no regular file is not opened, and looking at it waits
+/// for nobody. Any thread, one at a time.
 class RegularFile {
  public:
-  explicit RegularFile(const std::string& path);
+  enum class Access { Reading, Appending };
+
+  explicit RegularFile(const std::string& path, Access access = Access::Reading);
 
   bool isOpen() const { return descriptor_.isOpen(); }
+  int descriptor() const { return descriptor_.number(); }
   /// Why it is not open: an errno, or 0 when there is something, but no regular file.
   int error() const { return error_; }
   /// How many bytes it had when it was opened.
