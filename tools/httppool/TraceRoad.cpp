@@ -183,7 +183,7 @@ void TraceRoad::refuse(Thread& thread, const TraceLine& line, const TraceRecord&
   hostStep(thread.launching, record, line.name.empty() ? "refused: no URL" : "refused: not a URL");
 }
 
-// The session and the downloader of what has just been launched.
+// The call and the downloader of what has just been launched.
 void TraceRoad::identify(Thread& thread, const TraceLine& line, const TraceRecord& record) {
   endTelling(thread);
   const Number launching = std::exchange(thread.launching, 0);

@@ -1,4 +1,4 @@
-// A program on a terminal as a shell starts it: in the foreground, with the shell as the session's leader, which
+// A program on a terminal as a shell starts it: in the foreground, with the shell as the controlling process, which
 // stays until the program has ended and then tells what has become of the terminal. Belongs to the test's thread.
 #pragma once
 
