@@ -132,7 +132,10 @@ void Loader::post(std::function<void()> command) {
 
 // --- Beginning and end. ---
 
-Loader::Loader() : limits_(Limits::ofThisProcess()), slots_(limits_.transfers) {
+Loader::Loader()
+    : limits_(Limits::ofThisProcess()),
+      slots_(limits_.transfers),
+      proxies_([this](std::function<void()> block) { post(std::move(block)); }) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   multi_.reset(curl_multi_init());
   share_.reset(curl_share_init());

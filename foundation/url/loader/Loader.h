@@ -20,6 +20,7 @@
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/loader/CurlHandles.h"
 #include "foundation/url/loader/Limits.h"
+#include "foundation/url/loader/ProxyChoices.h"
 #include "foundation/url/loader/TransferClient.h"
 
 namespace foundation {
@@ -78,6 +79,7 @@ class Loader {
   /// The time of the current turn.
   Clock::time_point now() const { return now_; }
   const Limits& limits() const { return limits_; }
+  ProxyChoices& proxies() { return proxies_; }
   /// The transfer is asked to look at its idle time at `deadline`; replaces an earlier deadline.
   void setDeadline(Transfer& transfer, Clock::time_point deadline);
   void clearDeadline(Transfer& transfer);
@@ -146,6 +148,7 @@ class Loader {
   std::vector<std::unique_ptr<Transfer>> retired_;
   std::vector<LoadId> suspended_;
   std::unordered_set<std::string> doubtful_;
+  ProxyChoices proxies_;
 };
 
 }  // namespace foundation

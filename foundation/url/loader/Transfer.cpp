@@ -23,16 +23,15 @@ Transfer::Transfer(Loader& loader, Loader::LoadId id, URLRequest request,
 
 void Transfer::begin() {
   phase_ = Phase::FindingProxy;
-  findProxy(textWithoutUserInfo(*request_.url()), [&loader = loader_, id = id_](ProxyChoice proxy) {
-    const auto go = [&loader, id, proxy = std::move(proxy)] {
-      Transfer* transfer = loader.find(id);
-      if (transfer != nullptr && transfer->phase_ == Phase::FindingProxy) {
-        transfer->proxy_ = proxy;
-        transfer->perform();
-      }
-    };
-    loader.isCurrentThread() ? go() : loader.post(go);
-  });
+  startIdleTime();
+  loader_.proxies().find(*request_.url(), loader_.now(),
+                         [&loader = loader_, id = id_](const ProxyChoice& proxy) {
+                           Transfer* transfer = loader.find(id);
+                           if (transfer != nullptr && transfer->phase_ == Phase::FindingProxy) {
+                             transfer->proxy_ = proxy;
+                             transfer->perform();
+                           }
+                         });
 }
 
 void Transfer::perform() {
