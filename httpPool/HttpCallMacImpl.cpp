@@ -20,21 +20,25 @@ constexpr std::size_t kParseStackBytes = 1024;
 constexpr int kDownloadType = 0;
 constexpr mode_t kFileMode = 0666;
 
-/// Writes the file in one piece. Whether that succeeds is deliberately not reported.
-void WriteFile(const char* path, std::string_view content) {
-  const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
-  if (file < 0) {
-    return;
-  }
+bool WriteAll(int file, std::string_view content) {
   while (!content.empty()) {
     const ssize_t written = write(file, content.data(), content.size());
     if (written > 0) {
       content.remove_prefix(static_cast<std::size_t>(written));
     } else if (written == 0 || errno != EINTR) {
-      break;
+      return false;
     }
   }
-  close(file);
+  return true;
+}
+
+/// Writes the whole file at once. Whether that succeeds is deliberately not reported.
+void WriteFile(const char* path, const foundation::Data& content) {
+  const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  if (file >= 0) {
+    content.forEachPiece([file](std::string_view piece) { return WriteAll(file, piece); });
+    close(file);
+  }
 }
 
 }  // namespace
@@ -156,11 +160,11 @@ bool CHttpCallMacImpl::GetSuccessResult(BasicString& out) const {
     return false;
   }
   if (!m_downloadPath.empty()) {
-    WriteFile(m_downloadPath.c_str(), data->view());
+    WriteFile(m_downloadPath.c_str(), *data);
     out = m_downloadPath;
     return true;
   }
-  AssignText(out, data->view());
+  AssignText(out, *data);
   logstream(QLX_LEVEL_DEBUG, "Unknown").l_value()
       << "GetSuccessResult"
       << ", SessionID: " << m_sessionId << ", Response: " << out << std::endl;

@@ -285,9 +285,8 @@ bool MacDownloader::appendData(Data&& data) {
     return m_data->append(std::move(data));
   }
   try {
-    auto copy = std::make_shared<Data>();
-    if (!copy->reserve(m_data->length() + data.length()) ||
-        !copy->append(m_data->bytes(), m_data->length()) || !copy->append(std::move(data))) {
+    auto copy = std::make_shared<Data>(*m_data);
+    if (!copy->append(std::move(data))) {
       return false;
     }
     m_data = std::move(copy);

@@ -1,5 +1,6 @@
 #include "httpPool/Utf8Text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -67,9 +68,14 @@ bool IsUtf8(std::string_view bytes) {
   return true;
 }
 
-void AssignText(BasicString& out, std::string_view bytes) {
-  if (!IsUtf8(bytes)) {
-    bytes = bytes.substr(0, bytes.find('\0'));
+void AssignText(BasicString& out, const foundation::Data& bytes) {
+  out.clear();
+  out.reserve(bytes.length());
+  bytes.forEachPiece([&](std::string_view piece) {
+    out.append(piece);
+    return true;
+  });
+  if (!IsUtf8(out)) {
+    out.resize(std::min(out.find('\0'), out.size()));
   }
-  out.assign(bytes);
 }

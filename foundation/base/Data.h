@@ -1,46 +1,85 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
+#include <vector>
 
 #include "foundation/base/Export.h"
+#include "foundation/base/Release.h"
 
 namespace foundation {
 
 /// A growable run of bytes, owned by whoever holds it; not shared between threads.
 /// Growth reports failure instead of throwing: a body that does not fit into memory fails its request,
-/// never the process. Memory comes from realloc, so a large block moves by remapping and pages that were
-/// reserved but never written cost nothing.
+/// never the process.
+///
+/// Large data is in several pieces: so it grows, and takes other data over, without a copy. What is made in one go is
+/// in one piece. Pages that were reserved but never written cost nothing.
 class FOUNDATION_EXPORT Data {
  public:
   Data() noexcept = default;
-  /// Copies `length` bytes. Throws std::bad_alloc.
+  /// Copies `length` bytes into one piece. Throws std::bad_alloc.
   Data(const void* bytes, std::size_t length);
   explicit Data(std::string_view text) : Data(text.data(), text.size()) {}
-  Data(const Data& other) : Data(other.bytes_, other.length_) {}
+  /// In one piece. Throws std::bad_alloc.
+  Data(const Data& other);
   Data(Data&& other) noexcept;
   Data& operator=(Data other) noexcept;
-  ~Data();
+  ~Data() = default;
 
   /// Appends a copy. False when there is no memory; the content is then unchanged.
   [[nodiscard]] bool append(const void* bytes, std::size_t length) noexcept;
-  /// Appends `other` and leaves it empty; an empty receiver takes the block over without a copy.
+  /// Appends `other` and leaves it empty. Large data is taken over without a copy, and so is any by an empty receiver.
   [[nodiscard]] bool append(Data&& other) noexcept;
-  /// Makes room for `capacity` bytes in all. False when there is no memory.
+  /// Makes room for `capacity` bytes in all, in one piece when the data is. False when there is no memory.
   [[nodiscard]] bool reserve(std::size_t capacity) noexcept;
   /// Empties the data and gives its memory back.
   void clear() noexcept;
 
-  const char* bytes() const noexcept { return bytes_; }
   std::size_t length() const noexcept { return length_; }
-  std::size_t capacity() const noexcept { return capacity_; }
   bool isEmpty() const noexcept { return length_ == 0; }
-  std::string_view view() const noexcept { return {bytes_, length_}; }
+  /// The length that it can grow to as it is.
+  std::size_t capacity() const noexcept { return length_ + room(); }
+
+  bool isInOnePiece() const noexcept { return pieces_.size() <= 1; }
+  /// Of data in one piece only; null when there never was a byte.
+  const char* bytes() const noexcept {
+    assert(isInOnePiece());
+    return pieces_.empty() ? nullptr : pieces_.front().bytes.get();
+  }
+  /// Of data in one piece only.
+  std::string_view view() const noexcept { return {bytes(), length_}; }
+  /// Calls `function` with each piece in order, as a std::string_view, for as long as it answers true.
+  template <typename Function>
+  void forEachPiece(Function function) const {
+    for (const Piece& piece : pieces_) {
+      if (!function(std::string_view(piece.bytes.get(), piece.length))) {
+        return;
+      }
+    }
+  }
 
  private:
-  char* bytes_ = nullptr;
+  struct Piece {
+    std::unique_ptr<char, Release<std::free>> bytes;
+    std::size_t length = 0;
+    std::size_t capacity = 0;
+  };
+
+  std::size_t room() const noexcept {
+    return pieces_.empty() ? 0 : pieces_.back().capacity - pieces_.back().length;
+  }
+  bool growLast(std::size_t length) noexcept;
+  bool addPiece(std::size_t length) noexcept;
+  void put(const char* bytes, std::size_t length) noexcept;
+  bool takeOver(Data& other) noexcept;
+  static bool resize(Piece& piece, std::size_t capacity) noexcept;
+
+  std::vector<Piece> pieces_;
   std::size_t length_ = 0;
-  std::size_t capacity_ = 0;
 };
 
 }  // namespace foundation

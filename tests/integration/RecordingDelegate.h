@@ -71,7 +71,10 @@ class RecordingDelegate : public foundation::URLConnectionDelegate {
     note(connection, "response " + std::to_string(received.statusCode()));
   }
   void connectionDidReceiveData(foundation::URLConnection& connection, foundation::Data&& data) override {
-    body.append(data.view());
+    data.forEachPiece([this](std::string_view piece) {
+      body.append(piece);
+      return true;
+    });
     note(connection, "data");
   }
   void connectionDidFinishLoading(foundation::URLConnection& connection) override {

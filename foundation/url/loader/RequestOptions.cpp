@@ -16,13 +16,15 @@ bool applyTransport(CURL* easy, const RequestOptions& options) {
   };
   // curl's own limit on connecting would cut the idle time short when that is set high.
   constexpr long kNoConnectLimitMs = 48L * 60 * 60 * 1000;
+  // Four times curl's own: large bodies take half as much processor time. Memory that is not filled is not touched.
+  constexpr long kReceiveBytes = 64L * 1024;
   // HTTP/2 cannot do that.
   const bool signsIn = options.authorization && options.authorization->signsConnectionIn();
   const long version = signsIn ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
   return set(CURLOPT_URL, textWithoutUserInfo(*options.request.url()).c_str()) &&
          set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_HTTP_VERSION, version) &&
-         set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) &&
-         set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
+         set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_BUFFERSIZE, kReceiveBytes) &&
+         set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
          (!options.proxy || set(CURLOPT_PROXY, options.proxy->c_str())) &&
          configureTls(easy, options.handshakeClient, options.isolation);
 }

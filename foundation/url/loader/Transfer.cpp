@@ -5,7 +5,6 @@
 #include "foundation/url/loader/ErrorTable.h"
 #include "foundation/url/loader/FailedLookUp.h"
 #include "foundation/url/loader/Redirect.h"
-#include "foundation/url/loader/URLCredential.h"
 
 namespace foundation {
 

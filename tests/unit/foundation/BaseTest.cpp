@@ -1,9 +1,12 @@
 // Data, Dictionary and Value, Error, JSON texts, the trace.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <fstream>
 #include <limits>
 #include <set>
 #include <string>
@@ -61,6 +64,101 @@ TEST(Data, AnEmptyOneTakesTheBlockOver) {
   Data more(" more");
   ASSERT_TRUE(body.append(std::move(more)));
   EXPECT_EQ(body.view(), "chunk more");
+}
+
+std::string textOf(const Data& data) {
+  std::string text;
+  data.forEachPiece([&](std::string_view piece) {
+    text.append(piece);
+    return true;
+  });
+  return text;
+}
+
+std::string patternOf(std::size_t length) {
+  std::string pattern(length, '\0');
+  for (std::size_t i = 0; i < length; ++i) {
+    pattern[i] = static_cast<char>(i * 2654435761U >> 24);
+  }
+  return pattern;
+}
+
+TEST(Data, GrowsLargeInPieces) {
+  const std::string pattern = patternOf(std::size_t{50} << 20);
+  Data data;
+  std::size_t step = 1;
+  for (std::size_t at = 0; at < pattern.size(); at += step, step = step * 3 % 1'000'003) {
+    ASSERT_TRUE(data.append(pattern.data() + at, std::min(step, pattern.size() - at)));
+  }
+  EXPECT_EQ(data.length(), pattern.size());
+  EXPECT_FALSE(data.isInOnePiece());
+  EXPECT_TRUE(textOf(data) == pattern);
+  EXPECT_LE(data.capacity() - data.length(), std::size_t{34} << 20);
+  const Data copy = data;
+  EXPECT_TRUE(copy.view() == pattern) << "a copy is in one piece";
+}
+
+TEST(Data, TakesLargeDataOverWithoutACopy) {
+  const std::string pattern = patternOf(std::size_t{12} << 20);
+  Data chunk;
+  for (std::size_t at = 0; at < pattern.size(); at += 65536) {
+    ASSERT_TRUE(chunk.append(pattern.data() + at, 65536));
+  }
+  std::vector<const char*> blocks;
+  chunk.forEachPiece([&](std::string_view piece) {
+    blocks.push_back(piece.data());
+    return true;
+  });
+  Data body("head");
+  ASSERT_TRUE(body.append(std::move(chunk)));
+  EXPECT_TRUE(chunk.isEmpty());  // NOLINT(bugprone-use-after-move): documented
+  std::vector<const char*> taken;
+  body.forEachPiece([&](std::string_view piece) {
+    taken.push_back(piece.data());
+    return true;
+  });
+  taken.erase(taken.begin());
+  EXPECT_EQ(taken, blocks);
+  ASSERT_TRUE(body.append("tail", 4));
+  EXPECT_TRUE(textOf(body) == "head" + pattern + "tail");
+}
+
+TEST(Data, TakesOverWhatFollowsAReservation) {
+  Data body;
+  ASSERT_TRUE(body.reserve(1 << 20));
+  Data chunk(patternOf(100'000));
+  ASSERT_TRUE(body.append(std::move(chunk)));
+  EXPECT_TRUE(body.view() == patternOf(100'000));
+  Data second(patternOf(200'000));
+  ASSERT_TRUE(body.append(std::move(second)));
+  EXPECT_TRUE(textOf(body) == patternOf(100'000) + patternOf(200'000));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // these keep a map of all memory
+TEST(Data, AnnouncedBytesCostNoMemory) {
+  const auto residentPages = [] {
+    std::ifstream file("/proc/self/statm");
+    long size = 0;
+    long resident = 0;
+    file >> size >> resident;
+    return resident;
+  };
+  const long before = residentPages();
+  std::vector<Data> announced(50);
+  for (Data& data : announced) {
+    ASSERT_TRUE(data.reserve(16 << 20));
+    ASSERT_TRUE(data.append("x", 1));
+  }
+  EXPECT_LT((residentPages() - before) * sysconf(_SC_PAGESIZE), 20 << 20);
+}
+#endif
+
+TEST(Data, ThePiecesStopWhenTheirReaderDoes) {
+  Data data(patternOf(100'000));
+  ASSERT_TRUE(data.append(Data(patternOf(100'000))));
+  int pieces = 0;
+  data.forEachPiece([&](std::string_view) { return ++pieces < 1; });
+  EXPECT_EQ(pieces, 1);
 }
 
 TEST(Data, ReportsThatThereIsNoMemory) {

@@ -44,17 +44,35 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AssignTextTest, TakesUtf8WholeZeroBytesIncluded) {
   BasicString out("before");
-  AssignText(out, "a\0\xC3\xA9"s);
+  AssignText(out, foundation::Data("a\0\xC3\xA9"s));
   EXPECT_EQ(std::string(out), "a\0\xC3\xA9"s);
+}
+
+TEST(AssignTextTest, TakesDataInPiecesAsOneText) {
+  // The pieces part in the middle of a character.
+  const std::string head = std::string(70'000, 'a') + '\xC3';
+  const std::string tail = '\xA9' + std::string(70'000, 'b');
+  foundation::Data data{std::string_view(head)};
+  ASSERT_TRUE(data.append(foundation::Data(std::string_view(tail))));
+  ASSERT_FALSE(data.isInOnePiece());
+  BasicString out("before");
+  AssignText(out, data);
+  EXPECT_TRUE(out == head + tail);
+
+  foundation::Data bytes{std::string_view(head)};
+  ASSERT_TRUE(bytes.append(foundation::Data(std::string_view("b\0" + tail))));
+  ASSERT_TRUE(bytes.append(foundation::Data(std::string(70'000, '\0'))));
+  AssignText(out, bytes);
+  EXPECT_TRUE(out == head + "b" + tail);
 }
 
 TEST(AssignTextTest, TakesOtherBytesUpToTheFirstZeroByte) {
   BasicString out("before");
-  AssignText(out, "a\xFF\0b"s);
+  AssignText(out, foundation::Data("a\xFF\0b"s));
   EXPECT_EQ(std::string(out), "a\xFF");
-  AssignText(out, "\xFF\xFE"s);
+  AssignText(out, foundation::Data("\xFF\xFE"s));
   EXPECT_EQ(std::string(out), "\xFF\xFE");
-  AssignText(out, "\0\xFF"s);
+  AssignText(out, foundation::Data("\0\xFF"s));
   EXPECT_EQ(std::string(out), "");
 }
 
