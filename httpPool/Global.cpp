@@ -8,14 +8,12 @@
 #include "httpPool/InitFeatureFlag.h"
 #include "httpPool/dllmain.h"
 #include "support/AnnexK.h"
-#include "support/JsonDocumentT.h"
 #include "support/JsonValueT.h"
 
 namespace {
 
 constexpr unsigned int kRegistryTimerId = 10002;
 constexpr unsigned int kRegistryIntervalMs = 300;
-constexpr std::size_t kParseStackBytes = 1024;
 
 /// What the caller had in `*size` is not read: it is not a capacity.
 void HandOver(const BasicString& text, char* buffer, long* size) {
@@ -189,11 +187,7 @@ BasicString CGlobal::SnapshotText() const {
   for (const CPool* pool : m_pools) {
     JsonValueT entry(JsonValueT::ValueType::Object);
     entry.addMember("poolName", JsonValueT(std::string(pool->GetNameText())));
-    JsonDocumentT list(kParseStackBytes);
-    list.parse(pool->GetTaskList());
-    if (!list.hasParseError()) {
-      entry.addMember("taskList", std::move(static_cast<JsonValueT&>(list)));
-    }
+    entry.addMember("taskList", pool->TaskListValue());
     snapshot.append(std::move(entry));
   }
   return snapshot.valueToString();

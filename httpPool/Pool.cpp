@@ -150,6 +150,10 @@ long CPool::GetTaskProperty(const char* taskName, ZEP_HTTP_TASK_PROPERTY propert
 }
 
 BasicString CPool::GetTaskList() const {
+  return TaskListValue().valueToString();
+}
+
+JsonValueT CPool::TaskListValue() const {
   JsonValueT list(JsonValueT::ValueType::Array);
   list.reserve(m_tasks.size());
   for (const CTask* task : m_tasks) {
@@ -160,7 +164,7 @@ BasicString CPool::GetTaskList() const {
     entry.addMember("taskStatus", StatusWord(status));
     list.append(std::move(entry));
   }
-  return list.valueToString();
+  return list;
 }
 
 void CPool::OnTimer(unsigned int /*id*/) {

@@ -13,6 +13,8 @@
 #include "httpPool/ZEP_HttpPool.h"
 #include "support/BasicString.h"
 
+class JsonValueT;
+
 class CPool : public ZEPTimer, public IZEPTimer_Callback, public CTimeoutCheck {
  public:
   static CReport m_sReport;
@@ -53,6 +55,8 @@ class CPool : public ZEPTimer, public IZEPTimer_Callback, public CTimeoutCheck {
   long GetTaskProperty(const char* taskName, ZEP_HTTP_TASK_PROPERTY property, char* buffer, const long* size);
   /// The JSON text of the tasks and their status words.
   BasicString GetTaskList() const;
+  /// The same as a value.
+  JsonValueT TaskListValue() const;
 
  private:
   BasicString m_name;

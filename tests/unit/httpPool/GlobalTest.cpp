@@ -73,6 +73,22 @@ TEST_F(GlobalTest, TheSnapshotListsThePoolsInOrder) {
             R"({"taskName":"t2","taskStatus":"uninitialized"}]},{"poolName":"b","taskList":[]}])");
 }
 
+TEST_F(GlobalTest, TheSnapshotHoldsTheTaskListsByteForByte) {
+  registry.CreatePool("a");
+  // Every byte there is, alone and in pairs that are, or are not, parts of UTF-8 sequences.
+  for (int byte = 1; byte < 256; ++byte) {
+    const auto one = static_cast<char>(byte);
+    registry.AddTask("a", std::string({one}).c_str());
+    registry.AddTask("a", std::string({one, '\x80', one, '\\', 'u', one}).c_str());
+  }
+  long size = 0;
+  registry.GetTaskList("a", nullptr, &size);
+  std::string list(static_cast<std::size_t>(size), '?');
+  registry.GetTaskList("a", list.data(), &size);
+  list.pop_back();
+  EXPECT_EQ(snapshot(), R"([{"poolName":"a","taskList":)" + list + "}]");
+}
+
 TEST_F(GlobalTest, ASizeAloneOrABufferAloneCopiesNothing) {
   registry.CreatePool("a");
   long size = 1;
