@@ -29,8 +29,7 @@ std::string usualSpelling(std::string_view name) {
 }  // namespace
 
 ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
-  bytes_ += line.size();
-  if (bytes_ > kHeaderBytesLimit || ++lines_ > kLinesLimit) {
+  if (!hasRoomFor(line)) {
     return Progress::TooLarge;
   }
   if (line.starts_with("HTTP/")) {
@@ -42,6 +41,15 @@ ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
     addField(line);
   }
   return Progress::More;
+}
+
+ResponseHead::Progress ResponseHead::addTrailer(std::string_view line) {
+  return hasRoomFor(line) ? Progress::More : Progress::TooLarge;
+}
+
+bool ResponseHead::hasRoomFor(std::string_view line) {
+  bytes_ += line.size();
+  return bytes_ <= kHeaderBytesLimit && ++lines_ <= kLinesLimit;
 }
 
 void ResponseHead::beginAnswer(std::string_view statusLine) {

@@ -11,7 +11,7 @@
 namespace foundation {
 
 /// Collects the header lines of the answers to one request, as curl hands them over. Bounded in bytes and
-/// lines, interim answers (RFC 9110 §15.2) included.
+/// lines, interim answers (RFC 9110 §15.2) and trailers (§6.5) included.
 class ResponseHead {
  public:
   enum class Progress {
@@ -22,6 +22,8 @@ class ResponseHead {
 
   /// One line with its end.
   Progress addLine(std::string_view line);
+  /// One line behind the body: counted, and not kept. More or TooLarge.
+  Progress addTrailer(std::string_view line);
 
   int statusCode() const { return statusCode_; }
   const HeaderFields& fields() const { return fields_; }
@@ -34,6 +36,7 @@ class ResponseHead {
   std::vector<std::string> challengeFields() const;
 
  private:
+  bool hasRoomFor(std::string_view line);
   void beginAnswer(std::string_view statusLine);
   void addField(std::string_view line);
 

@@ -380,11 +380,11 @@ bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
 
 bool Transfer::takeHeaderLine(std::string_view line) {
   touch();
-  if (phase_ != Phase::AwaitingHead) {
-    return true;  // a trailer field
+  const bool isTrailer = phase_ != Phase::AwaitingHead;
+  if (!isTrailer) {
+    ntlm_.nextHeadBegins();
   }
-  ntlm_.nextHeadBegins();
-  switch (head_.addLine(line)) {
+  switch (isTrailer ? head_.addTrailer(line) : head_.addLine(line)) {
     case ResponseHead::Progress::More:
       return true;
     case ResponseHead::Progress::TooLarge:

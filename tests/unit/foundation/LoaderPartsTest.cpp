@@ -139,6 +139,16 @@ TEST(ResponseHead, IsBoundedInBytesAndLines) {
   EXPECT_LE(lines, 2000);
 }
 
+TEST(ResponseHead, CountsTrailersWithTheHead) {
+  ResponseHead head;
+  head.addLine("HTTP/1.1 200 OK\r\n");
+  EXPECT_EQ(head.addLine("\r\n"), ResponseHead::Progress::Complete);
+  const std::string field = "A: " + std::string(kHeaderBytesLimit / 2, 'x') + "\r\n";
+  EXPECT_EQ(head.addTrailer(field), ResponseHead::Progress::More);
+  EXPECT_EQ(head.addTrailer(field), ResponseHead::Progress::TooLarge);
+  EXPECT_EQ(head.fields().value("A"), nullptr);
+}
+
 TEST(Redirect, ResolvesTargets) {
   const URL base = *URL::parse("http://h:8080/a/b?q");
   const auto target = [&](const char* location) {
