@@ -4,11 +4,13 @@
 #include <cctype>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <new>
+#include <system_error>
 #include <utility>
 
-#include "foundation/runloop/BlockedSignals.h"
+#include "foundation/runloop/WorkerThreads.h"
 #include "httpPool/NSURLResponse+GetHeaderAdditions.h"
 #include "httpPool/TracedUrl.h"
 #include "support/logstream.h"
@@ -142,15 +144,25 @@ int MacDownloader::Start() {
   ++m_tryCount;
   m_bAlreadySendDownloadFinished = false;
   m_bFinalStateSet = false;
-  m_threadHandle = std::make_unique<pthread_t>();
+  m_threadHandle = std::make_shared<std::latch>(1);
   m_bNeedExitThread = false;
-  m_bHasThread = CreateThread(m_threadHandle.get()) == 0;
+  const int error = foundation::WorkerThreads::shared().run(
+      "zep.downloader", [this, over = m_threadHandle] { RunThread(*over); });
   m_bSkip = false;
-  if (!m_bHasThread) {
-    // Nobody else will ever end this request.
-    Fail(DOWNLOAD_ERROR_OTHER);
+  if (error != 0) {
+    FailWithoutThread(error);
   }
   return 0;
+}
+
+void MacDownloader::FailWithoutThread(int error) {
+  m_threadHandle->count_down();
+  logstream(QLX_LEVEL_ERROR, "Unknown").l_value()
+      << "-[MacDownloader Start]"
+      << ", no thread for: " << TracedUrl{m_targetUrlString}
+      << ", error:" << std::system_category().message(error) << std::endl;
+  // Nobody else will ever end this request.
+  Fail(DOWNLOAD_ERROR_OTHER);
 }
 
 int MacDownloader::Stop() {
@@ -163,10 +175,9 @@ int MacDownloader::Stop() {
       << ", Cocoa http Call stop thread to call: " << TracedUrl{m_targetUrlString}
       << ", current state: " << static_cast<int>(GetDownloadState()) << std::endl;
   m_bNeedExitThread = true;
-  if (m_bHasThread) {
+  if (!IsThreadDone()) {
     Wake();
-    pthread_join(*m_threadHandle, nullptr);
-    m_bHasThread = false;
+    m_threadHandle->wait();
   }
   m_threadHandle.reset();
   m_bNeedExitThread = false;
@@ -174,18 +185,18 @@ int MacDownloader::Stop() {
   return 0;
 }
 
-int MacDownloader::CreateThread(pthread_t* thread) {
-  const foundation::BlockedSignals blocked;
-  return pthread_create(thread, nullptr, &MacDownloader::ThreadEntry, this);
-}
-
-void* MacDownloader::ThreadEntry(void* downloader) {
-  static_cast<MacDownloader*>(downloader)->ThreadProc();
-  return nullptr;
+/// After the count the thread is nothing to the downloader any more. Only then is a final state handed over, so the
+/// base thread, which stops the downloader for it, finds the thread done and need not wait.
+void MacDownloader::RunThread(std::latch& over) {
+  ThreadProc();
+  std::optional<HandOver> last = std::exchange(m_handOver, std::nullopt);
+  over.count_down();
+  if (last) {
+    Post(std::move(*last));
+  }
 }
 
 void MacDownloader::ThreadProc() {
-  pthread_setname_np(pthread_self(), "zep.downloader");
   TraceIdentity("-[MacDownloader ThreadProc]");
   if (!m_urlRequest) {
     return;  // Without a change of state, and still counting as started.
@@ -194,6 +205,7 @@ void MacDownloader::ThreadProc() {
     RunConnection();
   } catch (...) {
     // Neither memory nor a loader: the request ends, the process goes on.
+    m_bTurning = false;
     Fail(DOWNLOAD_ERROR_OTHER);
   }
 }
@@ -210,14 +222,21 @@ void MacDownloader::RunConnection() {
     const std::lock_guard lock(m_mutex);
     m_loop = scope.loop();
   }
-  const std::function<bool()> isStopped = [this] { return m_bNeedExitThread.load(); };
+  const std::function<bool()> isStopped = [this] { return m_bNeedExitThread || m_bFinalStateSet; };
   const auto epoch = foundation::ThreadRunLoop::Clock::now();
   foundation::URLConnection connection(*m_urlRequest, *this);
-  while (!m_bNeedExitThread) {
+  while (!isStopped()) {
     scope.loop()->waitForTurn(epoch, kTurn, isStopped);
+    m_bTurning = true;
     scope.loop()->runPass(isStopped);
+    m_bTurning = false;
+    if (m_handOver && !m_bFinalStateSet) {
+      Post(*std::exchange(m_handOver, std::nullopt));
+    }
   }
   connection.cancel();
+  const std::lock_guard lock(m_mutex);
+  m_loop.reset();
 }
 
 void MacDownloader::Wake() {
@@ -251,6 +270,7 @@ void MacDownloader::SetDownloadState(HTTP_CALL_STATUS state) {
   OnDownloadStateChanged();
 }
 
+/// Several changes in one turn are handed over as one: the base thread looks at the latest state only.
 void MacDownloader::OnDownloadStateChanged() {
   // Nobody holds a downloader that is being destroyed: there is nothing to hand over any more.
   auto self = weak_from_this().lock();
@@ -258,8 +278,18 @@ void MacDownloader::OnDownloadStateChanged() {
     return;
   }
   const int argument = GetDownloadState() == HTTP_CALL_RECEIVING ? GetNewReceivedDataLength() : 0;
-  m_pDownloadEngine->baseThread().perform(
-      [self = std::move(self), argument] { self->DownloadStateChanged(argument); });
+  HandOver handOver{m_pDownloadEngine->baseThread(), std::move(self), argument};
+  if (m_bTurning) {
+    m_handOver = std::move(handOver);
+  } else {
+    Post(std::move(handOver));
+  }
+}
+
+void MacDownloader::Post(HandOver&& handOver) {
+  handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
+    downloader->DownloadStateChanged(argument);
+  });
 }
 
 void MacDownloader::DownloadStateChanged(int /*argument*/) {

@@ -1,18 +1,16 @@
 #pragma once
 
-// Runs one HTTP request on a private thread of its own: makes a connection there, turns what the connection
+// Runs one HTTP request on a thread that is its own meanwhile: makes a connection there, turns what the connection
 // delivers into a state, an error code and a body, and hands every change of state over to the engine's base
-// thread. Challenges are answered there, too (MacDownloader+Challenges.cpp), which may block that thread for as
-// long as the host takes.
+// thread. With a final state the thread has done its work. Challenges are answered there, too
+// (MacDownloader+Challenges.cpp), which may block that thread for as long as the host takes.
 //
 // Start, Stop, DownloadStateChanged and the destructor belong to the base thread; the connection's events and
 // what they call run on the private thread; the getters may be used on both at any time. Shared by its owner
 // and by the hand-overs that are queued on the base thread.
 
-#include <pthread.h>
-
 #include <atomic>
-#include <functional>
+#include <latch>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -110,7 +108,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
 
   /// Does nothing while started. 0.
   int Start();
-  /// Ends and joins the thread. 0.
+  /// Ends the thread's work and waits for that, unless it is over already. 0.
   int Stop();
   /// On the private thread: decides what to do about a challenge, and asks the host if need be.
   void handleAuthenticationChallenge(const std::shared_ptr<foundation::AuthenticationChallenge>& challenge);
@@ -140,12 +138,22 @@ class MacDownloader : public foundation::URLConnectionDelegate,
                                   const foundation::Error& error) override;
 
  protected:
-  /// pthread_create for the private thread; what that returns.
-  virtual int CreateThread(pthread_t* thread);
+  /// What the private thread does. A class that replaces it stops before it is destroyed.
+  virtual void ThreadProc();
+  /// While started: whether the private thread has nothing to do with this any more.
+  bool IsThreadDone() const { return m_threadHandle->try_wait(); }
 
  private:
-  static void* ThreadEntry(void* downloader);
-  void ThreadProc();
+  /// A change of state on its way to the base thread.
+  struct HandOver {
+    foundation::Thread baseThread;
+    std::shared_ptr<MacDownloader> downloader;
+    int argument = 0;
+  };
+
+  void FailWithoutThread(int error);
+  void RunThread(std::latch& over);
+  static void Post(HandOver&& handOver);
   void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();
@@ -169,10 +177,10 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   IDownloadEventSink* m_pEventSink = nullptr;
   int m_tag = 0;
 
-  /// Base thread only. There exactly while the downloader counts as started, also when no thread could be
-  /// made.
-  std::unique_ptr<pthread_t> m_threadHandle;
-  bool m_bHasThread = false;
+  /// Base thread only. There exactly while the downloader counts as started, also when no thread could be had.
+  /// Counted down when the private thread will not touch the downloader any more; shared with that thread, which
+  /// may still be leaving the latch when the downloader is gone.
+  std::shared_ptr<std::latch> m_threadHandle;
   bool m_bAlreadySendDownloadFinished = false;
 
   std::atomic<bool> m_bNeedExitThread = false;
@@ -186,7 +194,11 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   std::atomic<int> m_newReceivedDataLength = 0;
   std::atomic<HTTP_CALL_STATUS> m_urlDownloadState = HTTP_CALL_PENDING;
 
-  /// The private thread's: what the host has answered last.
+  /// The private thread's. While it turns its loop, changes of state wait here for the end of the turn; a final
+  /// one for the end of the thread's work.
+  bool m_bTurning = false;
+  std::optional<HandOver> m_handOver;
+  /// What the host has answered last.
   bool m_bRemember = false;
   std::string m_ntlmUserName;
   std::string m_ntlmUserPassword;

@@ -1,17 +1,25 @@
 #include "foundation/runloop/DispatchQueue.h"
 
 #include <glib.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <set>
+#include <string>
+#include <system_error>
 #include <utility>
 
+#include "foundation/base/Trace.h"
 #include "foundation/runloop/RunLoop.h"
+#include "foundation/runloop/Timer.h"
+#include "foundation/runloop/WorkerThreads.h"
 
 namespace foundation {
 namespace {
@@ -59,50 +67,105 @@ class AwaitedBlock {
   State state_ = State::Waiting;
 };
 
-void runThereAndWait(DispatchQueue& queue, const std::shared_ptr<AwaitedBlock>& block) {
-  queue.async([block] { block->run(); });
-  block->wait();
-}
-
-/// Guards the blocks of every worker queue. Constant-initialized: GLib may serve a new queue with a thread of an
-/// older one, and what hands the queue over to it is nothing that a thread sanitizer can see.
+/// Guards every worker queue; free in the child of a fork.
 constinit std::mutex workerQueuesMutex;
 
-/// A set of worker threads. The blocks wait in a queue of our own; GLib's pool decides how many threads serve it.
+/// Blocks that wait for their turn, and a few threads that take one after another until none is left.
 class WorkerQueue final : public DispatchQueue {
  public:
-  WorkerQueue() {
-    constexpr gint kMostThreads = 8;
-    pool_ = g_thread_pool_new(&WorkerQueue::serve, this, kMostThreads, FALSE, nullptr);
-  }
-
   void async(std::function<void()> block) override {
     {
       const std::lock_guard lock(workerQueuesMutex);
       blocks_.push_back(std::move(block));
     }
-    g_thread_pool_push(pool_, this, nullptr);
+    callThread();
   }
 
   void sync(const std::function<void()>& block) override {
-    runThereAndWait(*this, std::make_shared<AwaitedBlock>(block));
+    const auto awaited = std::make_shared<AwaitedBlock>(block);
+    async([awaited] { awaited->run(); });
+    if (!isServed()) {
+      // The caller has nothing to do but to wait, so it does not wait for a thread that there may never be.
+      awaited->run();
+    }
+    awaited->wait();
+  }
+
+  /// In the child of a fork, under the lock: the threads are the parent's, and so are the blocks. What these hold
+  /// may be locked for ever, so the list is begun anew without releasing them.
+  void forgetInChild() {
+    threads_ = 0;
+    isCallDue_ = false;
+    new (&blocks_) std::deque<std::function<void()>>;
   }
 
  private:
-  static void serve(gpointer, gpointer queue) { static_cast<WorkerQueue*>(queue)->runOne(); }
+  static constexpr int kMostThreads = 8;
+  static constexpr std::chrono::milliseconds kNextCall{100};
 
-  void runOne() noexcept {
-    std::function<void()> block;
-    {
-      const std::lock_guard lock(workerQueuesMutex);
-      block = std::move(blocks_.front());
-      blocks_.pop_front();
-    }
-    block();
+  bool isServed() {
+    const std::lock_guard lock(workerQueuesMutex);
+    return threads_ > 0;
   }
 
-  GThreadPool* pool_ = nullptr;
+  void callThread() {
+    {
+      const std::lock_guard lock(workerQueuesMutex);
+      if (blocks_.empty() || threads_ == kMostThreads) {
+        return;
+      }
+      ++threads_;
+    }
+    if (const int error = WorkerThreads::shared().run("zep.worker", [this] { serve(); })) {
+      refused(error);
+    }
+  }
+
+  /// A block must not be lost because there is no thread now. Whoever serves the queue comes to it; when nobody
+  /// does, the main thread asks again.
+  void refused(int error) {
+    {
+      const std::lock_guard lock(workerQueuesMutex);
+      --threads_;
+      if (threads_ > 0 || std::exchange(isCallDue_, true)) {
+        return;
+      }
+    }
+    trace(TraceLevel::Warning,
+          "no thread for a worker queue, asking again: " + std::system_category().message(error));
+    RunLoop::main()->perform([this] {
+      Timer::scheduled(kNextCall, Timer::Repeats::No, [this](Timer&) {
+        {
+          const std::lock_guard lock(workerQueuesMutex);
+          isCallDue_ = false;
+        }
+        callThread();
+      });
+    });
+  }
+
+  void serve() {
+    while (const std::function<void()> block = takeBlock()) {
+      block();
+    }
+  }
+
+  /// Empty when there is none, and then the calling thread does not count as one of the queue's any more.
+  std::function<void()> takeBlock() {
+    const std::lock_guard lock(workerQueuesMutex);
+    if (blocks_.empty()) {
+      --threads_;
+      return nullptr;
+    }
+    std::function<void()> block = std::move(blocks_.front());
+    blocks_.pop_front();
+    return block;
+  }
+
   std::deque<std::function<void()>> blocks_;
+  /// Those that serve it, or have been asked to.
+  int threads_ = 0;
+  bool isCallDue_ = false;
 };
 
 class MainQueue final : public DispatchQueue {
@@ -133,7 +196,8 @@ class MainQueue final : public DispatchQueue {
       }
       awaited_.insert(awaited);
     }
-    runThereAndWait(*this, awaited);
+    async([awaited] { awaited->run(); });
+    awaited->wait();
     const std::lock_guard lock(mutex_);
     awaited_.erase(awaited);
   }
@@ -184,6 +248,24 @@ class MainQueue final : public DispatchQueue {
   bool isEnding_ = false;
 };
 
+struct WorkerQueues {
+  WorkerQueue global;
+  WorkerQueue workers;
+};
+
+WorkerQueues& workerQueues() {
+  static WorkerQueues* const queues = [] {
+    pthread_atfork([] { workerQueuesMutex.lock(); }, [] { workerQueuesMutex.unlock(); },
+                   [] {
+                     workerQueues().global.forgetInChild();
+                     workerQueues().workers.forgetInChild();
+                     workerQueuesMutex.unlock();
+                   });
+    return new WorkerQueues;
+  }();
+  return *queues;
+}
+
 }  // namespace
 
 DispatchQueue::~DispatchQueue() = default;
@@ -191,13 +273,11 @@ DispatchQueue::~DispatchQueue() = default;
 // Neither is ever destroyed: threads may still send blocks while the process exits.
 
 DispatchQueue& DispatchQueue::global() {
-  static WorkerQueue* const queue = new WorkerQueue;
-  return *queue;
+  return workerQueues().global;
 }
 
 DispatchQueue& DispatchQueue::workers() {
-  static WorkerQueue* const queue = new WorkerQueue;
-  return *queue;
+  return workerQueues().workers;
 }
 
 DispatchQueue& DispatchQueue::main() {

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +15,9 @@
 
 #include "foundation/runloop/DispatchQueue.h"
 #include "foundation/runloop/RunLoop.h"
+#include "foundation/runloop/WorkerThreads.h"
+#include "tests/support/ThreadRefusal.h"
+#include "tests/support/WaitUntil.h"
 
 using foundation::DispatchQueue;
 
@@ -104,6 +109,83 @@ TEST(DispatchQueue, WorkersAreNotHeldUpByWhoeverWaitsInTheGlobalOne) {
   while (gate->passed < 100) {
     std::this_thread::yield();
   }
+}
+
+TEST(DispatchQueue, AtMostEightThreadsServeAQueue) {
+  constexpr int kBlocks = 50;
+  constexpr int kMostThreads = 8;
+  const auto ran = std::make_shared<std::atomic<int>>(0);
+  const auto running = std::make_shared<std::atomic<int>>(0);
+  std::promise<void> open;
+  const auto isOpen = open.get_future().share();
+  for (int i = 0; i < kBlocks; ++i) {
+    DispatchQueue::global().async([=] {
+      EXPECT_LE(++*running, kMostThreads);
+      isOpen.wait();
+      --*running;
+      ++*ran;
+    });
+  }
+  EXPECT_TRUE(test::waitUntil([&] { return *running == kMostThreads; }));
+  open.set_value();
+  EXPECT_TRUE(test::waitUntil([&] { return *ran == kBlocks; }));
+}
+
+/// So that a refusal concerns everybody.
+void waitUntilNoThreadIsParked() {
+  ASSERT_TRUE(test::waitUntil([] { return foundation::WorkerThreads::shared().count() == 0; }));
+}
+
+TEST(DispatchQueue, ABlockWaitsUntilThereIsAThread) {
+  g_main_context_default();
+  waitUntilNoThreadIsParked();
+  std::atomic<int> ran = 0;
+  const std::thread::id main = std::this_thread::get_id();
+  const auto block = [&] {
+    EXPECT_NE(std::this_thread::get_id(), main);
+    ++ran;
+  };
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    DispatchQueue::workers().async(block);
+    DispatchQueue::workers().async(block);
+    // Asked again without a further block.
+    while (test::ThreadRefusal::count() < 4) {
+      g_main_context_iteration(nullptr, TRUE);
+    }
+    EXPECT_EQ(ran, 0);
+  }
+  while (ran < 2) {
+    g_main_context_iteration(nullptr, FALSE);
+  }
+}
+
+TEST(DispatchQueue, ABlockThatHasToWaitRunsWithALaterOne) {
+  waitUntilNoThreadIsParked();
+  std::atomic<int> ran = 0;
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    DispatchQueue::workers().async([&] { ++ran; });
+  }
+  DispatchQueue::workers().async([&] { ++ran; });
+  EXPECT_TRUE(test::waitUntil([&] { return ran == 2; }));
+}
+
+TEST(DispatchQueue, WhoWaitsRunsTheBlockHimselfWhenThereIsNoThread) {
+  waitUntilNoThreadIsParked();
+  std::thread::id ranOn;
+  int ran = 0;
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    DispatchQueue::global().sync([&] {
+      ++ran;
+      ranOn = std::this_thread::get_id();
+    });
+  }
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+  // What is left of it in the queue comes before this, and does nothing.
+  DispatchQueue::global().sync([] {});
+  EXPECT_EQ(ran, 1);
 }
 
 TEST(DispatchQueue, TheMainThreadDoesNotWaitForItself) {

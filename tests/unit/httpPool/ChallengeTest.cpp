@@ -47,10 +47,7 @@ struct RecordingSender final : foundation::AuthenticationChallengeSender {
 /// Counts as started, with a thread that ends at once.
 struct IdleDownloader : MacDownloader {
   using MacDownloader::MacDownloader;
-  int CreateThread(pthread_t* thread) override {
-    return pthread_create(
-        thread, nullptr, [](void*) -> void* { return nullptr; }, nullptr);
-  }
+  void ThreadProc() override {}
 };
 
 class ChallengeTest : public testing::Test {

@@ -180,7 +180,7 @@ TEST_F(HandOverTest, AConnectionFailureAfterTheFirstTryIsNotRepeated) {
   // A first try that ended without a thread of its own.
   struct Tried : MacDownloader {
     using MacDownloader::MacDownloader;
-    int CreateThread(pthread_t*) override { return 1; }
+    void ThreadProc() override {}
   };
   const auto tried = std::make_shared<Tried>(foundation::URLRequest(*foundation::URL::parse("http://a/")));
   tried->Start();
@@ -202,7 +202,7 @@ TEST_F(HandOverTest, AConnectionFailureAfterTheFirstTryIsNotRepeated) {
 TEST_F(HandOverTest, AConnectionFailureBeforeAnyTryWouldBeRepeated) {
   struct Untried : MacDownloader {
     using MacDownloader::MacDownloader;
-    int CreateThread(pthread_t*) override { return 1; }
+    void ThreadProc() override {}
   };
   const auto untried =
       std::make_shared<Untried>(foundation::URLRequest(*foundation::URL::parse("http://a/")));
@@ -210,6 +210,7 @@ TEST_F(HandOverTest, AConnectionFailureBeforeAnyTryWouldBeRepeated) {
   untried->SetEventSink(&sink);
   takeTrace();
   engine.DownloadStateChanged(*untried, HTTP_CALL_FAILED);
+  untried->Stop();
   EXPECT_EQ(untried->GetTryCount(), 1);
   EXPECT_THAT(sink.states, IsEmpty());
   EXPECT_THAT(takeTraceWith("retry!"),

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,10 +13,12 @@
 
 #include "Fakes.h"
 #include "Turning.h"
+#include "foundation/runloop/WorkerThreads.h"
 #include "httpPool/HttpCallMacImpl.h"
 #include "httpPool/Pool.h"
 #include "httpPool/Task.h"
 #include "tests/support/RawServer.h"
+#include "tests/support/ThreadRefusal.h"
 #include "tests/support/WaitUntil.h"
 
 namespace {
@@ -138,6 +141,20 @@ TEST_F(TaskRequestTest, AnAutodiscoveryRedirectFailsAndGivesItsTarget) {
   waitFor(ZEP_HTTP_TASK_FAILED);
   EXPECT_EQ(property(ZEP_HTTP_TASK_PROP_REDIRECT_URL), "https://elsewhere.test/x");
   EXPECT_EQ(result(), R"({"errorID":2,"errorReason":0})");
+}
+
+TEST_F(TaskRequestTest, WithoutThreadsATaskFailsAndTheNextRunIsServed) {
+  Answering server(kOK);
+  ASSERT_TRUE(turnUntil([] { return foundation::WorkerThreads::shared().count() == 0; }));
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    run(server.url());
+    waitFor(ZEP_HTTP_TASK_FAILED);
+    EXPECT_THAT(property(ZEP_HTTP_TASK_PROP_RESULT), HasSubstr("\"errorID\":6"));
+  }
+  run(server.url());
+  waitFor(ZEP_HTTP_TASK_DONE);
+  EXPECT_EQ(property(ZEP_HTTP_TASK_PROP_RESULT), "ok");
 }
 
 TEST_F(TaskRequestTest, ByteBodiesAreSentWhole) {
@@ -279,8 +296,10 @@ TEST(DownloaderRequestTest, ABusyBaseThreadStillSeesTheFailure) {
       std::make_shared<MacDownloader>(foundation::URLRequest(*foundation::URL::parse(server.url())));
   downloader->SetDownloadEngine(&engine);
   downloader->Start();
-  // The base thread does not turn its loop before the whole answer has been delivered.
-  ASSERT_TRUE(test::waitUntil([&] { return downloader->GetNewReceivedDataLength() == 5; }));
+  // The base thread does not turn its loop before the downloader's thread has done all that it will.
+  ASSERT_TRUE(test::waitUntil([&] { return downloader->GetDownloadState() == HTTP_CALL_FAILED; }));
+  const auto& threads = foundation::WorkerThreads::shared();
+  ASSERT_TRUE(test::waitUntil([&] { return threads.parkedCount() == threads.count(); }));
   ASSERT_TRUE(turnUntil([&] { return !engine.states.empty(); }));
   EXPECT_EQ(engine.states, std::vector{HTTP_CALL_FAILED});
   EXPECT_EQ(downloader->errorCode(), 2);
