@@ -1,6 +1,7 @@
 #include "foundation/url/loader/ResponseHead.h"
 
 #include <charconv>
+#include <cstdint>
 #include <string>
 
 #include "foundation/url/loader/Limits.h"
@@ -26,6 +27,23 @@ std::string usualSpelling(std::string_view name) {
   return spelled;
 }
 
+/// A length, however often it is repeated.
+bool isOneLength(std::string_view list) {
+  const std::string_view length = HeaderFields::trimmed(list.substr(0, list.find(',')));
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(length.data(), length.data() + length.size(), value);
+  if (error != std::errc() || end != length.data() + length.size() || length.front() == '-') {
+    return false;
+  }
+  for (std::size_t comma = list.find(','); comma != std::string_view::npos; comma = list.find(',')) {
+    list.remove_prefix(comma + 1);
+    if (HeaderFields::trimmed(list.substr(0, list.find(','))) != length) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
@@ -36,7 +54,10 @@ ResponseHead::Progress ResponseHead::addLine(std::string_view line) {
     beginAnswer(line);
   } else if (HeaderFields::trimmed(line).empty()) {
     const bool interim = statusCode_ >= 100 && statusCode_ < 200 && statusCode_ != 101;
-    return interim ? Progress::More : Progress::Complete;
+    if (interim) {
+      return Progress::More;
+    }
+    return isAmbiguous() ? Progress::Ambiguous : Progress::Complete;
   } else {
     addField(line);
   }
@@ -50,6 +71,13 @@ ResponseHead::Progress ResponseHead::addTrailer(std::string_view line) {
 bool ResponseHead::hasRoomFor(std::string_view line) {
   bytes_ += line.size();
   return bytes_ <= kHeaderBytesLimit && ++lines_ <= kLinesLimit;
+}
+
+/// curl takes the digits that a length begins with, and of several lengths the last.
+bool ResponseHead::isAmbiguous() const {
+  const std::string* length = fields_.value("Content-Length");
+  // Chunks go before a length.
+  return length != nullptr && fields_.value("Transfer-Encoding") == nullptr && !isOneLength(*length);
 }
 
 void ResponseHead::beginAnswer(std::string_view statusLine) {

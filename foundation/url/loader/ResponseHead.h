@@ -15,9 +15,10 @@ namespace foundation {
 class ResponseHead {
  public:
   enum class Progress {
-    More,      ///< the head is not complete
-    Complete,  ///< the final answer's head is complete
-    TooLarge,  ///< the peer sends more than is taken
+    More,       ///< the head is not complete
+    Complete,   ///< the final answer's head is complete
+    TooLarge,   ///< the peer sends more than is taken
+    Ambiguous,  ///< the length of the body can be read in several ways (RFC 9112 §6.3)
   };
 
   /// One line with its end.
@@ -25,6 +26,8 @@ class ResponseHead {
   /// One line behind the body: counted, and not kept. More or TooLarge.
   Progress addTrailer(std::string_view line);
 
+  /// Whether anything of an answer has come.
+  bool isBegun() const { return lines_ > 0; }
   int statusCode() const { return statusCode_; }
   const HeaderFields& fields() const { return fields_; }
   /// The body's length if the peer says it and does not encode the body.
@@ -39,6 +42,7 @@ class ResponseHead {
   bool hasRoomFor(std::string_view line);
   void beginAnswer(std::string_view statusLine);
   void addField(std::string_view line);
+  bool isAmbiguous() const;
 
   int statusCode_ = 0;
   HeaderFields fields_;

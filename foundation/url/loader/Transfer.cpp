@@ -82,7 +82,8 @@ void Transfer::completed(CURLcode result) {
       if (result != CURLE_OK || refusal_) {
         failFrom(result);
       } else if (phase_ != Phase::InBody) {
-        fail(URLErrorCode::BadServerResponse, "no head of an answer");
+        fail(head_.isBegun() ? URLErrorCode::NetworkConnectionLost : URLErrorCode::BadServerResponse,
+             "no whole head of an answer");
       } else {
         client_->finished();
         end();
@@ -389,6 +390,8 @@ bool Transfer::takeHeaderLine(std::string_view line) {
       return true;
     case ResponseHead::Progress::TooLarge:
       return refuse(URLErrorCode::BadServerResponse, "the header of the answer is too large");
+    case ResponseHead::Progress::Ambiguous:
+      return refuse(URLErrorCode::BadServerResponse, "the length of the answer is ambiguous");
     case ResponseHead::Progress::Complete:
       return isSigningConnectionIn() ? holdHead() : takeHead();
   }

@@ -96,8 +96,6 @@ TEST(ResponseHead, KnowsLengthAndRedirect) {
   EXPECT_EQ(headOf({"HTTP/1.1 200 OK", "Content-Length: 12", ""}).contentLength(), 12u);
   EXPECT_FALSE(
       headOf({"HTTP/1.1 200 OK", "Content-Length: 12", "Content-Encoding: gzip", ""}).contentLength());
-  EXPECT_FALSE(headOf({"HTTP/1.1 200 OK", "Content-Length: -1", ""}).contentLength());
-  EXPECT_FALSE(headOf({"HTTP/1.1 200 OK", "Content-Length: 99999999999999999999999", ""}).contentLength());
   EXPECT_FALSE(headOf({"HTTP/1.1 200 OK", ""}).contentLength());
   for (const char* status : {"301", "302", "303", "307", "308"}) {
     EXPECT_TRUE(headOf({("HTTP/1.1 " + std::string(status)).c_str(), "Location: /", ""}).isRedirect())
@@ -106,6 +104,27 @@ TEST(ResponseHead, KnowsLengthAndRedirect) {
   }
   EXPECT_FALSE(headOf({"HTTP/1.1 300 ", "Location: /", ""}).isRedirect());
   EXPECT_FALSE(headOf({"HTTP/1.1 201 ", "Location: /", ""}).isRedirect());
+}
+
+TEST(ResponseHead, RefusesLengthsThatAreAmbiguous) {
+  const auto judge = [](std::initializer_list<const char*> fields) {
+    ResponseHead head;
+    head.addLine("HTTP/1.1 200 OK");
+    for (const char* field : fields) {
+      EXPECT_EQ(head.addLine(field), ResponseHead::Progress::More);
+    }
+    return head.addLine("");
+  };
+  for (const char* field :
+       {"Content-Length: -1", "Content-Length: +1", "Content-Length: 1 2", "Content-Length: 1,2",
+        "Content-Length: 1,", "Content-Length: 0x1", "Content-Length: 1.0",
+        "Content-Length:", "Content-Length: 99999999999999999999999"}) {
+    EXPECT_EQ(judge({field}), ResponseHead::Progress::Ambiguous) << field;
+    EXPECT_EQ(judge({field, "Transfer-Encoding: chunked"}), ResponseHead::Progress::Complete) << field;
+  }
+  EXPECT_EQ(judge({"Content-Length: 1", "Content-Length: 2"}), ResponseHead::Progress::Ambiguous);
+  EXPECT_EQ(judge({"Content-Length: 1", "Content-Length: 1"}), ResponseHead::Progress::Complete);
+  EXPECT_EQ(judge({"Content-Length: 1, 1"}), ResponseHead::Progress::Complete);
 }
 
 TEST(ResponseHead, KeepsTheLinesOfAChallengeApart) {
