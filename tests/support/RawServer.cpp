@@ -43,6 +43,13 @@ std::string RawServer::Connection::read(std::size_t bytes) {
   return result;
 }
 
+std::string RawServer::Connection::readSome() {
+  if (pending_.empty()) {
+    fill();
+  }
+  return std::exchange(pending_, {});
+}
+
 void RawServer::Connection::readToEnd() {
   while (fill()) {
     pending_.clear();

@@ -31,6 +31,8 @@ class RawServer {
     std::string readRequest();
     /// Reads until so many bytes are there; fewer when the peer ends the connection first.
     std::string read(std::size_t bytes);
+    /// Some bytes; none when the peer ends the connection.
+    std::string readSome();
     /// Waits until the peer ends the connection.
     void readToEnd();
     /// False when the peer is gone.

@@ -1,0 +1,75 @@
+#include "tests/hostile/Attack.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <utility>
+
+namespace test {
+namespace {
+
+long peakKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    if (word == "VmHWM:") {
+      long kilobytes = 0;
+      status >> kilobytes;
+      return kilobytes;
+    }
+  }
+  ADD_FAILURE() << "the peak of memory is not told";
+  return 0;
+}
+
+}  // namespace
+
+MemoryPeak::MemoryPeak() : before_(0) {
+  // From here on the peak counts from what is resident now.
+  std::ofstream("/proc/self/clear_refs") << "5" << std::flush;
+  before_ = peakKilobytes();
+}
+
+long MemoryPeak::megabytes() const {
+  return (peakKilobytes() - before_) / 1024;
+}
+
+void expectEnds(const std::vector<Attack>& attacks, const Call& call, const std::string& origin) {
+  std::vector<std::unique_ptr<RawServer>> servers;
+  HostPool pool;
+  expectServes(pool);
+  const MemoryPeak peak;
+  for (const Attack& attack : attacks) {
+    servers.push_back(std::make_unique<RawServer>(attack.script));
+    Call attacked = call;
+    attacked.url = origin + ":" + std::to_string(servers.back()->port()) + "/";
+    pool.add(attack.name, attacked);
+  }
+  for (const Attack& attack : attacks) {
+    pool.launch(attack.name);
+  }
+  EXPECT_TRUE(pool.await(std::chrono::minutes(1))) << taskList(pool.name());
+  for (std::size_t i = 0; i < attacks.size(); ++i) {
+    const Outcome outcome = pool.outcome(attacks[i].name);
+    EXPECT_TRUE(outcome == attacks[i].expected || outcome == attacks[i].orElse)
+        << attacks[i].name << ": " << outcome;
+    EXPECT_GE(servers[i]->connections(), 1) << attacks[i].name;
+  }
+  EXPECT_LT(peak.megabytes(), kSpareMegabytes);
+  expectServes(pool);
+}
+
+Attack answering(const std::string& name, const std::string& text, const Outcome& expected) {
+  return {.name = name, .script = RawServer::answering(text), .expected = expected};
+}
+
+void expectServes(HostPool& pool) {
+  RawServer good(RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood"));
+  EXPECT_EQ(pool.run({.url = good.url("/")}), done("good"));
+}
+
+void stall(RawServer::Connection& connection) {
+  connection.readToEnd();
+}
+
+}  // namespace test

@@ -1,0 +1,194 @@
+// Servers that break the rules of HTTP/2 (RFC 9113), flood the connection or end it at a bad moment.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/hostile/Attack.h"
+#include "tests/hostile/Http2Peer.h"
+
+namespace test {
+namespace {
+
+const std::string kHead = frame(FrameType::Headers, kEndHeaders, 1, statusOk());
+const std::string kBody = frame(FrameType::Data, kEndStream, 1, "hello");
+const std::string kHalf = frame(FrameType::Data, 0, 1, "hel");
+const std::string kReset = frame(FrameType::ResetStream, 0, 1, number(8));
+const Outcome kLost = failed(1);
+
+class Http2Attack : public testing::Test {
+ protected:
+  Http2Attack() {
+    setenv("SSL_CERT_FILE", authority_.rootFile().c_str(), 1);
+    setenv("ZEP_URL_TIMEOUT_MS", "5000", 1);
+    identity_ = std::make_shared<TlsIdentity>(authority_.good(), TlsIdentity::Offer{.http2 = true});
+  }
+
+  /// Sends those frames when the request has come, and reads on.
+  Attack sending(const std::string& name, const std::string& frames, const Outcome& expected) const {
+    return {name,
+            [=, identity = identity_](RawServer::Connection& connection) {
+              Http2Peer peer(connection, *identity);
+              if (peer.takeRequest() && peer.send(frames)) {
+                peer.readToEnd();
+              }
+            },
+            expected};
+  }
+
+  /// Sends the beginning, and then the rest for as long as it is taken.
+  Attack flooding(const std::string& name, const std::string& beginning, const std::string& rest,
+                  const Outcome& expected) const {
+    std::string block;
+    while (block.size() < 16000) {
+      block += rest;
+    }
+    return {name,
+            [=, identity = identity_](RawServer::Connection& connection) {
+              Http2Peer peer(connection, *identity);
+              if (peer.takeRequest() && peer.send(beginning)) {
+                while (peer.send(block)) {
+                }
+              }
+            },
+            expected};
+  }
+
+  static void expectThem(const std::vector<Attack>& attacks) { expectEnds(attacks, {}, "https://127.0.0.1"); }
+
+ private:
+  CertificateAuthority authority_;
+  std::shared_ptr<TlsIdentity> identity_;
+};
+
+TEST_F(Http2Attack, EndingTheStreamOrTheConnectionEnds) {
+  const std::string goneBefore = frame(FrameType::GoAway, 0, 0, number(0) + number(0));
+  const std::string goneBehind = frame(FrameType::GoAway, 0, 0, number(1) + number(0));
+  expectThem({
+      sending("in order", kHead + kBody, done("hello")),
+      sending("reset before the head", kReset, kLost),
+      sending("refused", frame(FrameType::ResetStream, 0, 1, number(7)), kLost),
+      // The next connection speaks HTTP/2 again.
+      sending("asked for HTTP/1.1", frame(FrameType::ResetStream, 0, 1, number(13)), failed(2)),
+      sending("reset behind the head", kHead + kReset, kLost),
+      sending("reset in the body", kHead + kHalf + kReset, kLost),
+      sending("reset without an error in the body",
+              kHead + kHalf + frame(FrameType::ResetStream, 0, 1, number(0)), kLost),
+      sending("reset behind the end", kHead + kBody + kReset, done("hello")),
+      sending("away before the head", goneBefore, kLost),
+      sending("away, answering this one", goneBehind + kHead + kBody, done("hello")),
+      sending("away in the body", kHead + kHalf + goneBehind + frame(FrameType::Data, kEndStream, 1, "lo"),
+              done("hello")),
+      sending("away in the body, not answering it", kHead + kHalf + goneBefore, kLost),
+      sending("away with an error",
+              frame(FrameType::GoAway, 0, 0, number(0) + number(11) + std::string(1000, 'd')), kLost),
+  });
+}
+
+TEST_F(Http2Attack, BreakingTheFramesEnds) {
+  expectThem({
+      sending("a frame that is too long", frame(FrameType::Data, 0, 1, std::string(20000, 'd')), kLost),
+      sending("headers on no stream", frame(FrameType::Headers, kEndHeaders, 0, statusOk()), kLost),
+      sending("data on no stream", frame(FrameType::Data, 0, 0, "hello"), kLost),
+      sending("data on an idle stream", frame(FrameType::Data, 0, 7, "hello"), kLost),
+      sending("data on a stream of the server's", frame(FrameType::Data, 0, 2, "hello"), kLost),
+      sending("data before the head", kBody, kLost),
+      sending("settings of half a setting", frame(FrameType::Settings, 0, 0, "abc"), kLost),
+      sending("settings on a stream", frame(FrameType::Settings, 0, 1, ""), kLost),
+      sending("a window that is too large",
+              frame(FrameType::Settings, 0, 0, std::string("\0\4", 2) + number(0xFFFFFFFF)), kLost),
+      sending("a frame size that is too small",
+              frame(FrameType::Settings, 0, 0, std::string("\0\5", 2) + number(1)), kLost),
+      sending("a ping that is too short", frame(FrameType::Ping, 0, 0, "ping"), kLost),
+      sending("a window that grows by nothing", frame(FrameType::WindowUpdate, 0, 1, number(0)), kLost),
+      sending("a connection's window that grows by nothing", frame(FrameType::WindowUpdate, 0, 0, number(0)),
+              kLost),
+      sending("a window that overflows", frame(FrameType::WindowUpdate, 0, 0, number(0x7FFFFFFF)), kLost),
+      sending("a stream's window that overflows", frame(FrameType::WindowUpdate, 0, 1, number(0x7FFFFFFF)),
+              kLost),
+      sending("a promise nobody wants",
+              frame(FrameType::PushPromise, kEndHeaders, 1,
+                    number(2) + field(":method", "GET") + field(":scheme", "https") + field(":path", "/") +
+                        field(":authority", "127.0.0.1")),
+              kLost),
+      sending("a continuation of nothing", frame(FrameType::Continuation, kEndHeaders, 1, statusOk()), kLost),
+      sending("something between headers", frame(FrameType::Headers, 0, 1, statusOk()) + kBody, kLost),
+      sending("padding beyond the frame", frame(FrameType::Data, 8, 1, "\x7f"), kLost),
+      sending("an answer of HTTP/1", "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi", kLost),
+      sending("an unknown frame before the answer", frame(FrameType::Unknown, 0, 0, "?") + kHead + kBody,
+              done("hello")),
+      sending("a stream that depends on itself",
+              frame(FrameType::Priority, 0, 1, number(1) + "x") + kHead + kBody, kLost),
+  });
+}
+
+TEST_F(Http2Attack, BreakingTheFieldsEnds) {
+  const auto head = [](const std::string& fields) {
+    return frame(FrameType::Headers, kEndHeaders, 1, fields);
+  };
+  expectThem({
+      sending("no status", head(field("x", "y")) + kBody, kLost),
+      sending("nothing", head("") + kBody, kLost),
+      sending("two statuses", head(statusOk() + statusOk()) + kBody, kLost),
+      sending("a status that is no number", head(field(":status", "ok")) + kBody, kLost),
+      sending("status 99", head(field(":status", "99")) + kBody, kLost),
+      sending("status 1000", head(field(":status", "1000")) + kBody, kLost),
+      sending("status -20", head(field(":status", "-20")) + kBody, kLost),
+      sending("status 101", head(field(":status", "101")) + kBody, kLost),
+      sending("a status behind the fields", head(field("x", "y") + statusOk()) + kBody, kLost),
+      sending("a pseudo-field of requests", head(statusOk() + field(":path", "/")) + kBody, kLost),
+      sending("capitals", head(statusOk() + field("X", "y")) + kBody, kLost),
+      sending("a connection's field", head(statusOk() + field("connection", "close")) + kBody, kLost),
+      sending("a line end in a value", head(statusOk() + field("x", "y\r\nset-cookie: a=b")) + kBody, kLost),
+      sending("NUL in a value", head(statusOk() + field("x", std::string("y\0z", 3))) + kBody, kLost),
+      sending("a line end in a name", head(statusOk() + field("x\r\ny", "z")) + kBody, kLost),
+      sending("an entry of no table", head("\xff\xff\x7f") + kBody, kLost),
+      sending("a number that overflows", head("\xff\xff\xff\xff\xff\xff\xff\x7f") + kBody, kLost),
+      sending("a table that is too large", head("\x3f\xe1\xff\x7f" + statusOk()) + kBody, kLost),
+      sending("a text beyond the frame", head(std::string("\0\x7fx", 3)) + kBody, kLost),
+      sending("more than its length", head(statusOk() + field("content-length", "3")) + kBody, kLost),
+      sending("less than its length", head(statusOk() + field("content-length", "9")) + kBody, kLost),
+      sending("two lengths",
+              head(statusOk() + field("content-length", "5") + field("content-length", "6")) + kBody, kLost),
+      sending("a trailer",
+              kHead + kHalf + frame(FrameType::Headers, kEndHeaders | kEndStream, 1, field("x", "y")),
+              done("hel")),
+      sending("a status in the trailer",
+              kHead + kHalf + frame(FrameType::Headers, kEndHeaders | kEndStream, 1, statusOk()), kLost),
+  });
+}
+
+TEST_F(Http2Attack, FloodsEnd) {
+  const std::string filler(16000, 'f');
+  setenv("ZEP_URL_MAX_BODY_BYTES", "1000000", 1);
+  expectThem({
+      flooding("settings", "", frame(FrameType::Settings, 0, 0, ""), kLost),
+      flooding("pings", "", frame(FrameType::Ping, 0, 0, "12345678"), kLost),
+      flooding("interim answers", "", frame(FrameType::Headers, kEndHeaders, 1, field(":status", "103")),
+               failed(6)),
+      flooding("empty continuations", frame(FrameType::Headers, 0, 1, statusOk()),
+               frame(FrameType::Continuation, 0, 1, ""), kLost),
+      flooding("continuations", frame(FrameType::Headers, 0, 1, statusOk()),
+               frame(FrameType::Continuation, 0, 1, field("x", filler)), kLost),
+      flooding("resets of streams nobody opened", "", frame(FrameType::ResetStream, 0, 3, number(8)), kLost),
+      flooding("a body", kHead, frame(FrameType::Data, 0, 1, filler), failed(6)),
+  });
+}
+
+// Each reference is a byte and brings a field of 4,000 out of the table.
+TEST_F(Http2Attack, FieldsThatGrowAreBounded) {
+  const std::string entered = std::string("\x40", 1) + field("x", std::string(3900, 'v')).substr(1);
+  const std::string megabyte(300, '\xbe');
+  expectThem({
+      sending("a megabyte of fields",
+              frame(FrameType::Headers, kEndHeaders, 1, statusOk() + entered + megabyte) + kBody, kLost),
+      flooding("fields without an end", frame(FrameType::Headers, 0, 1, statusOk() + entered),
+               frame(FrameType::Continuation, 0, 1, megabyte), kLost),
+  });
+}
+
+}  // namespace
+}  // namespace test
