@@ -1,0 +1,21 @@
+#pragma once
+
+// What the calling process holds, as the kernel and the allocator tell.
+
+#include <cstddef>
+
+namespace test {
+
+struct ProcessState {
+  std::size_t descriptors = 0;
+  std::size_t threads = 0;
+  /// Bytes that are allocated and not freed, in every arena; 0 under a sanitizer, which has an allocator of its own.
+  std::size_t allocated = 0;
+
+  static ProcessState now();
+};
+
+/// How many threads of requests there are, running or kept for the next one.
+std::size_t requestThreads();
+
+}  // namespace test
