@@ -28,6 +28,7 @@ class Beats : public IZEPTimer_Callback {
 std::vector<double> lateness(Clock::time_point start, std::chrono::milliseconds interval,
                              const std::vector<Clock::time_point>& beats) {
   std::vector<double> late;
+  late.reserve(beats.size());
   for (const auto beat : beats) {
     late.push_back(std::chrono::duration<double, std::micro>((beat - start) % interval).count());
   }
@@ -63,7 +64,7 @@ void TimerGrid(benchmark::State& state) {
     }
     const double drift = median({late.end() - kBeatsOfASecond, late.end()}) -
                          median({late.begin(), late.begin() + kBeatsOfASecond});
-    const auto all = static_cast<double>(state.range(0) * 1'000 / kInterval.count());
+    const double all = std::chrono::duration<double>(end - start) / kInterval;
     std::sort(late.begin(), late.end());
     state.counters["late_median_us"] = late[late.size() / 2];
     state.counters["late_p99_us"] = late[late.size() * 99 / 100];
