@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <utility>
 
+#include "foundation/files/WholeWrite.h"
 #include "httpPool/Utf8Text.h"
 #include "support/JsonDocumentT.h"
 #include "support/JsonValueT.h"
@@ -20,23 +20,13 @@ constexpr std::size_t kParseStackBytes = 1024;
 constexpr int kDownloadType = 0;
 constexpr mode_t kFileMode = 0666;
 
-bool WriteAll(int file, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t written = write(file, content.data(), content.size());
-    if (written > 0) {
-      content.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0 || errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
 /// Writes the whole file at once. Whether that succeeds is deliberately not reported.
 void WriteFile(const char* path, const foundation::Data& content) {
-  const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  // Not blocking while it opens: a pipe that nobody reads would hold the host's thread for ever.
+  const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
   if (file >= 0) {
-    content.forEachPiece([file](std::string_view piece) { return WriteAll(file, piece); });
+    fcntl(file, F_SETFL, 0);
+    content.forEachPiece([file](std::string_view piece) { return foundation::writeWhole(file, piece); });
     close(file);
   }
 }

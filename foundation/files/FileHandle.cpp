@@ -3,9 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "foundation/base/Descriptor.h"
+#include "foundation/files/WholeWrite.h"
 
 namespace foundation {
 
@@ -18,17 +17,7 @@ std::optional<FileHandle> FileHandle::forAppendingAtPath(const std::string& path
 }
 
 bool FileHandle::writeData(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(file_.descriptor(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
+  return writeWhole(file_.descriptor(), bytes);
 }
 
 bool createFileAtPath(const std::string& path) {

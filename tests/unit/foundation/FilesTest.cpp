@@ -112,10 +112,10 @@ TEST_F(AppendedFile, IsNoPipe) {
   EXPECT_EQ(read(reader.number(), &byte, 1), 0);
 }
 
-/// The largest size of files, and no signal for whoever exceeds it.
+/// The largest size of files, and the end of the process for whoever exceeds it and does not see to the signal.
 class SizeLimit {
  public:
-  explicit SizeLimit(rlim_t bytes) : action_(std::signal(SIGXFSZ, SIG_IGN)) {
+  explicit SizeLimit(rlim_t bytes) : action_(std::signal(SIGXFSZ, SIG_DFL)) {
     getrlimit(RLIMIT_FSIZE, &limit_);
     const rlimit lower{.rlim_cur = bytes, .rlim_max = limit_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &lower);
