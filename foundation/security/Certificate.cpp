@@ -6,9 +6,12 @@
 
 #include <array>
 #include <climits>
+#include <mutex>
+#include <vector>
 
 #include "foundation/base/Release.h"
 #include "foundation/security/ErrorQueueMark.h"
+#include "foundation/security/OpenSSLUse.h"
 
 namespace foundation {
 namespace {
@@ -26,11 +29,15 @@ std::string upperCaseHex(const unsigned char* bytes, std::size_t length) {
   return hex;
 }
 
-std::string digest(std::string_view bytes, const EVP_MD* type) {
+std::string digest(std::string_view bytes, const EVP_MD* (*type)()) {
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return {};
+  }
   const ErrorQueueMark mark;
   std::array<unsigned char, EVP_MAX_MD_SIZE> value = {};
   unsigned length = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), value.data(), &length, type, nullptr) != 1) {
+  if (EVP_Digest(bytes.data(), bytes.size(), value.data(), &length, type(), nullptr) != 1) {
     return {};
   }
   return upperCaseHex(value.data(), length);
@@ -70,15 +77,34 @@ std::string firstAlternativeName(const X509* x509) {
   return {};
 }
 
+struct FreeUnlessOver {
+  void operator()(X509* x509) const {
+    const OpenSSLUse use;
+    if (use.isAllowed()) {
+      X509_free(x509);
+      return;
+    }
+    // The process ends. What is left stays known, so that no leak checker takes it for lost.
+    static std::mutex& mutex = *new std::mutex;
+    static std::vector<X509*>& left = *new std::vector<X509*>;
+    const std::lock_guard lock(mutex);
+    left.push_back(x509);
+  }
+};
+
 }  // namespace
 
 struct Certificate::Content {
   std::string der;
-  std::unique_ptr<X509, Release<X509_free>> x509;
+  std::unique_ptr<X509, FreeUnlessOver> x509;
 };
 
 std::optional<Certificate> Certificate::fromDER(std::string_view der) {
   if (der.empty() || der.size() > INT_MAX) {
+    return std::nullopt;
+  }
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
     return std::nullopt;
   }
   const ErrorQueueMark mark;
@@ -98,6 +124,10 @@ const std::string& Certificate::der() const {
 }
 
 std::string Certificate::pem() const {
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return {};
+  }
   const ErrorQueueMark mark;
   const std::unique_ptr<BIO, Release<BIO_free>> memory(BIO_new(BIO_s_mem()));
   if (memory == nullptr || PEM_write_bio_X509(memory.get(), x509()) != 1) {
@@ -109,14 +139,18 @@ std::string Certificate::pem() const {
 }
 
 std::string Certificate::sha1() const {
-  return digest(der(), EVP_sha1());
+  return digest(der(), &EVP_sha1);
 }
 
 std::string Certificate::sha256() const {
-  return digest(der(), EVP_sha256());
+  return digest(der(), &EVP_sha256);
 }
 
 std::string Certificate::subjectSummary() const {
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return {};
+  }
   const ErrorQueueMark mark;
   const X509_NAME* subject = X509_get_subject_name(x509());
   // Of several common names the last one is the most specific.

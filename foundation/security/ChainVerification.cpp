@@ -10,6 +10,7 @@
 #include "foundation/base/Release.h"
 #include "foundation/security/CertificateStore.h"
 #include "foundation/security/ErrorQueueMark.h"
+#include "foundation/security/OpenSSLUse.h"
 
 namespace foundation {
 namespace {
@@ -198,6 +199,10 @@ bool isRecoverable(TrustStatus status) {
 }
 
 std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isServer, std::time_t date) {
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return {{0, TrustStatus::InternalError}};
+  }
   const ErrorQueueMark mark;
   Verification verification = {.chain = chain, .findings = {}};
   if (!verify(verification, isServer, date)) {

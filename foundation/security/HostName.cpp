@@ -8,6 +8,7 @@
 #include <string>
 
 #include "foundation/security/ErrorQueueMark.h"
+#include "foundation/security/OpenSSLUse.h"
 
 namespace foundation {
 namespace {
@@ -31,6 +32,10 @@ std::optional<std::string> address(std::string_view host) {
 }  // namespace
 
 bool isIssuedTo(const Certificate& certificate, std::string_view host) {
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return false;
+  }
   const ErrorQueueMark mark;
   const bool isBracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
   host = isBracketed ? host.substr(1, host.size() - 2) : host;

@@ -1,0 +1,22 @@
+#pragma once
+
+namespace foundation {
+
+/// A use of OpenSSL, as long as the object lives, on a thread that the end of the process does not wait for. OpenSSL
+/// takes itself down at exit; that waits for the uses that have begun, and those that begin later are denied. Any
+/// thread; uses may nest.
+class OpenSSLUse {
+ public:
+  OpenSSLUse();
+  ~OpenSSLUse();
+  OpenSSLUse(const OpenSSLUse&) = delete;
+  OpenSSLUse& operator=(const OpenSSLUse&) = delete;
+
+  /// False: OpenSSL must not be called any more.
+  bool isAllowed() const { return isAllowed_; }
+
+ private:
+  const bool isAllowed_;
+};
+
+}  // namespace foundation

@@ -1,0 +1,51 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "foundation/security/OpenSSLUse.h"
+#include "tests/support/WaitUntil.h"
+
+namespace foundation {
+namespace {
+
+std::atomic<bool> hasBegun = false;
+std::atomic<bool> isExiting = false;
+std::atomic<bool> isOver = false;
+
+TEST(OpenSSLUse, IsAllowedAndMayNest) {
+  const OpenSSLUse outer;
+  const OpenSSLUse inner;
+  EXPECT_TRUE(outer.isAllowed());
+  EXPECT_TRUE(inner.isAllowed());
+}
+
+void exitDuringAUse() {
+  // Exit handlers run in the reverse order: this one last.
+  std::atexit([] {
+    const OpenSSLUse late;
+    _exit(isOver && !late.isAllowed() ? 3 : 4);
+  });
+  std::thread([] {
+    const OpenSSLUse use;
+    hasBegun = true;
+    test::waitUntil([] { return isExiting.load(); });
+    // An exit that does not wait is past by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    isOver = true;
+  }).detach();
+  test::waitUntil([] { return hasBegun.load(); });
+  std::atexit([] { isExiting = true; });
+  std::exit(5);
+}
+
+TEST(OpenSSLUseDeathTest, TheExitWaitsForThoseThatHaveBegunAndDeniesOthers) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(exitDuringAUse(), testing::ExitedWithCode(3), "");
+}
+
+}  // namespace
+}  // namespace foundation
