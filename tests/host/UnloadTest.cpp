@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "httpPool/ZEP_HttpPool.h"
 
@@ -38,6 +39,26 @@ TEST(Unload, WithoutPoolsIsARealOne) {
     ASSERT_EQ(dlclose(handle), 0);
     EXPECT_FALSE(isLoaded());
   }
+}
+
+TEST(Unload, ManyTimesLeavesNothingBehind) {
+  const auto loadAndUnload = [](int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+      void* const handle = load();
+      function<decltype(ZEP_HttpPool_AddTask)>(handle, "ZEP_HttpPool_AddTask")("no pool", "task");
+      dlclose(handle);
+      ASSERT_FALSE(isLoaded());
+    }
+  };
+  // What the libraries beneath, which stay, keep for themselves.
+  loadAndUnload(20);
+  const auto before = static_cast<long>(mallinfo2().uordblks);
+  loadAndUnload(200);
+  EXPECT_LT(static_cast<long>(mallinfo2().uordblks) - before, 4096);
+  void* const handle = load();
+  EXPECT_EQ(function<decltype(ZEP_HttpPool_Create)>(handle, "ZEP_HttpPool_Create")("pool"), 0);
+  dlclose(handle);
+  EXPECT_TRUE(isLoaded());
 }
 
 TEST(Unload, LeavesTheRegistryPointerSetWhileLoaded) {

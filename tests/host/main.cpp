@@ -14,6 +14,8 @@ int main(int argc, char** argv) {
                            "ZEP_URL_MAX_BODY_BYTES", "ZEP_APPLICATIONS_DIR"}) {
     unsetenv(name);
   }
+  // The one that knows no settings.
+  setenv("GIO_USE_PROXY_RESOLVER", "dummy", 1);
 #ifdef TRACE_GUARD_LEVEL
   test::guardTraces(TRACE_GUARD_LEVEL);
 #endif
