@@ -1,5 +1,7 @@
 #include "bench/compare/Budgets.h"
 
+#include "bench/compare/Numbers.h"
+
 namespace bench {
 namespace {
 
@@ -36,11 +38,10 @@ void addRequests(const Comparison& comparison, std::vector<Budget>& rows) {
 }
 
 void addPolls(Comparison& comparison, std::vector<Budget>& rows) {
-  const Measured few = number(comparison.ask("poll", 10), "microsecondsPerTask");
-  const Measured many = number(comparison.ask("poll", 10'000), "microsecondsPerTask");
-  rows.push_back({"notify and status query, for each of 10 tasks", "µs", Bound::AtMost, 0.2, few});
-  rows.push_back({"notify and status query, for each of 10,000 tasks", "µs", Bound::AtMost, 0.2, many});
-  rows.push_back({"the latter beside the former", "times", Bound::AtMost, 1, quotient(many, few)});
+  for (const int tasks : {10, 10'000}) {
+    rows.push_back({"notify and status query, for each of " + grouped(tasks) + " tasks", "µs", Bound::AtMost,
+                    0.2, number(comparison.ask("poll", tasks), "microsecondsPerTask")});
+  }
 }
 
 void addDownload(const Comparison& comparison, std::vector<Budget>& rows) {

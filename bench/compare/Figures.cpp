@@ -18,6 +18,7 @@ std::optional<double> orNothing(const Json::Value& number) {
 template <typename Number>
 Number medianFigure(const std::vector<Figures>& all, Number Figures::*figure) {
   std::vector<double> values;
+  values.reserve(all.size());
   for (const Figures& one : all) {
     values.push_back(static_cast<double>(one.*figure));
   }
@@ -45,6 +46,7 @@ double Figures::switchesPerThousand() const {
 Json::Value Figures::toJson() const {
   Json::Value json(Json::objectValue);
   json["requests"] = Json::Int64(requests);
+  json["abandoned"] = Json::Int64(abandoned);
   json["failed"] = Json::Int64(failed);
   json["finished"] = Json::Int64(finished);
   json["seconds"] = seconds;
@@ -66,6 +68,7 @@ Json::Value Figures::toJson() const {
 
 Figures Figures::fromJson(const Json::Value& json) {
   return {.requests = json["requests"].asInt64(),
+          .abandoned = json["abandoned"].asInt64(),
           .failed = json["failed"].asInt64(),
           .finished = json["finished"].asInt64(),
           .seconds = json["seconds"].asDouble(),
@@ -83,6 +86,7 @@ Figures Figures::fromJson(const Json::Value& json) {
 Figures Figures::medianOf(const std::vector<Figures>& all) {
   // By rate, so that what belongs together stays together: time, CPU and switches of one and the same run.
   std::vector<double> rates;
+  rates.reserve(all.size());
   for (const Figures& one : all) {
     rates.push_back(one.perSecond());
   }
@@ -96,9 +100,11 @@ Figures Figures::medianOf(const std::vector<Figures>& all) {
   result.peakKilobytes = medianFigure(all, &Figures::peakKilobytes);
   result.threads = medianFigure(all, &Figures::threads);
   result.requests = 0;
+  result.abandoned = 0;
   result.failed = 0;
   for (const Figures& one : all) {
     result.requests += one.requests;
+    result.abandoned += one.abandoned;
     result.failed += one.failed;
   }
   return result;

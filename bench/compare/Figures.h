@@ -13,6 +13,7 @@ namespace bench {
 
 struct Figures {
   long requests = 0;   ///< sent from the first to the last, also outside the measured time
+  long abandoned = 0;  ///< of those: not waited for in the end; some of them may never have been sent
   long failed = 0;     ///< of those: without the answer that was asked for
   long finished = 0;   ///< good answers within the measured time
   double seconds = 0;  ///< the measured time
@@ -36,7 +37,7 @@ struct Figures {
 
   Json::Value toJson() const;
   static Figures fromJson(const Json::Value& json);
-  /// Each figure's median; requests and failures are added up.
+  /// Each figure's median; requests, and those that failed or were abandoned, are added up.
   static Figures medianOf(const std::vector<Figures>& all);
 };
 

@@ -48,7 +48,7 @@ Json::Value describeMachine() {
   machine["processor"] = lineOf("/proc/cpuinfo", "model name");
   machine["processors"] = std::thread::hardware_concurrency();
   machine["memoryMegabytes"] =
-      Json::Int64(sysconf(_SC_PHYS_PAGES)) * Json::Int64(sysconf(_SC_PAGESIZE)) / (1024 * 1024);
+      Json::Int64(sysconf(_SC_PHYS_PAGES)) * Json::Int64(sysconf(_SC_PAGESIZE)) / (1024L * 1024);
   machine["kernel"] = std::string(system.sysname) + " " + system.release;
   machine["distribution"] = withoutQuote(lineOf("/etc/os-release", "PRETTY_NAME"));
   Json::Value& versions = machine["versions"];

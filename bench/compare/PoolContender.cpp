@@ -74,7 +74,7 @@ void Host::look(const char* task) {
   if (status == ZEP_HTTP_TASK_REQUESTING || status == ZEP_HTTP_TASK_UNINITIALIZED) {
     return;
   }
-  const int slot = std::atoi(task);
+  const int slot = static_cast<int>(std::strtol(task, nullptr, 10));
   const bool goesOn = recorder_.end(slot, assignment_.bodyBytes, isGood(task, status));
   ZEP_HttpPool_TaskReset(kPool, task);
   if (goesOn) {

@@ -7,8 +7,8 @@
 namespace bench {
 namespace {
 
-/// Whoever has not answered every slot once by then is measured as he is.
-double warmUpLimit(double seconds) {
+/// Whoever has not answered every slot once by then is measured as he is, and in the end not waited for any longer.
+double patience(double seconds) {
   return std::max(10.0, 3 * seconds);
 }
 
@@ -16,10 +16,11 @@ double warmUpLimit(double seconds) {
 
 Recorder::Recorder(int slots, double seconds)
     : seconds_(seconds),
-      slots_(slots),
+      cold_(slots),
       running_(slots),
       created_(now()),
-      begun_(static_cast<std::size_t>(slots)) {
+      begun_(static_cast<std::size_t>(slots)),
+      isWarm_(static_cast<std::size_t>(slots)) {
   milliseconds_.reserve(1'000'000);
   if (seconds_ == 0) {
     startMeasuring(created_);
@@ -33,31 +34,36 @@ void Recorder::begin(int slot) {
 
 bool Recorder::end(int slot, long bodyBytes, bool good) {
   const double time = now();
-  changePhase(time);
-  ++ended_;
+  const bool counts = phase_ == Phase::Measuring;
+  warmUp(slot, time);
   if (!good) {
     ++figures_.failed;
-  } else if (phase_ == Phase::Measuring) {
+  } else if (counts) {
     ++figures_.finished;
     figures_.bytes += bodyBytes;
     milliseconds_.push_back((time - begun_[static_cast<std::size_t>(slot)]) * 1000);
   }
-  const bool goesOn = phase_ != Phase::Ending && seconds_ > 0;
+  // It lasts until a request ends, whose end counts: else requests that are slower than it would not count at all.
+  if (counts && time - measuredFrom_ >= seconds_) {
+    stopMeasuring(time);
+  }
+  const bool goesOn = phase_ != Phase::Ending;
   running_ -= goesOn ? 0 : 1;
-  if (running_ == 0 && phase_ == Phase::Measuring) {
-    stopMeasuring(now());
+  if (!goesOn && time - measuredTo_ > patience(seconds_)) {
+    figures_.abandoned = running_;
+    running_ = 0;
   }
   return goesOn;
 }
 
-void Recorder::changePhase(double time) {
-  if (seconds_ == 0) {
+void Recorder::warmUp(int slot, double time) {
+  if (phase_ != Phase::WarmingUp) {
     return;
   }
-  if (phase_ == Phase::WarmingUp && (ended_ >= slots_ || time - created_ > warmUpLimit(seconds_))) {
+  cold_ -= isWarm_[static_cast<std::size_t>(slot)] ? 0 : 1;
+  isWarm_[static_cast<std::size_t>(slot)] = true;
+  if (cold_ == 0 || time - created_ > patience(seconds_)) {
     startMeasuring(time);
-  } else if (phase_ == Phase::Measuring && time - measuredFrom_ > seconds_) {
-    stopMeasuring(time);
   }
 }
 

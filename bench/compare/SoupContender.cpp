@@ -60,7 +60,7 @@ Client::Client(const bench::Assignment& assignment)
     : assignment_(assignment),
       recorder_(assignment.work.inFlight, assignment.seconds),
       trusted_(g_tls_file_database_new(assignment.authorityFile.c_str(), nullptr)),
-      piece_(512 * 1024),
+      piece_(512UL * 1024),
       slots_(static_cast<std::size_t>(assignment.work.inFlight)) {
   session_.reset(soup_session_new_with_options("max-conns", assignment.work.inFlight, "max-conns-per-host",
                                                assignment.work.inFlight, "tls-database", trusted_.get(),
