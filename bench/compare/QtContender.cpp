@@ -85,7 +85,8 @@ bench::Figures Client::run() {
   QCoreApplication::exec();
   bench::Figures figures = recorder_.figures();
   if (assignment_.work.protocol != bench::Protocol::Http2 && assignment_.work.inFlight > 6) {
-    figures.note = "Qt opens at most 6 connections to a host; the other requests wait in its queue.";
+    figures.note += figures.note.empty() ? "" : " ";
+    figures.note += "Qt opens at most 6 connections to a host; the other requests wait in its queue.";
   }
   return figures;
 }

@@ -62,7 +62,12 @@ void Recorder::warmUp(int slot, double time) {
   }
   cold_ -= isWarm_[static_cast<std::size_t>(slot)] ? 0 : 1;
   isWarm_[static_cast<std::size_t>(slot)] = true;
-  if (cold_ == 0 || time - created_ > patience(seconds_)) {
+  const bool isLate = cold_ > 0 && time - created_ > patience(seconds_);
+  if (isLate) {
+    figures_.note =
+        "Not every request had ended once when measuring had to begin: connections were still made.";
+  }
+  if (cold_ == 0 || isLate) {
     startMeasuring(time);
   }
 }
