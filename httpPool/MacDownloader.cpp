@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -146,13 +147,22 @@ int MacDownloader::Start() {
   m_bFinalStateSet = false;
   m_threadHandle = std::make_shared<std::latch>(1);
   m_bNeedExitThread = false;
-  const int error = foundation::WorkerThreads::shared().run(
-      "zep.downloader", [this, over = m_threadHandle] { RunThread(*over); });
+  const int error = CreateThread();
   m_bSkip = false;
   if (error != 0) {
     FailWithoutThread(error);
   }
   return 0;
+}
+
+/// 0 or an error number.
+int MacDownloader::CreateThread() {
+  try {
+    return foundation::WorkerThreads::shared().run("zep.downloader",
+                                                   [this, over = m_threadHandle] { RunThread(*over); });
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  }
 }
 
 void MacDownloader::FailWithoutThread(int error) {

@@ -152,6 +152,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   };
 
   void FailWithoutThread(int error);
+  int CreateThread();
   void RunThread(std::latch& over);
   static void Post(HandOver&& handOver);
   void TraceIdentity(const char* operation) const;

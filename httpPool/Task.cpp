@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "httpPool/NamedList.h"
@@ -88,6 +89,15 @@ void CTask::Reset() {
 }
 
 void CTask::Run(ZEP_HTTP_TASK_STATUS* status) {
+  try {
+    m_status = Launch() ? ZEP_HTTP_TASK_REQUESTING : ZEP_HTTP_TASK_FAILED;
+  } catch (const std::bad_alloc&) {
+    m_status = ZEP_HTTP_TASK_FAILED;
+  }
+  GetStatus(status);
+}
+
+bool CTask::Launch() {
   if (!m_pCall) {
     m_pCall = m_makeCall();
   }
@@ -95,11 +105,6 @@ void CTask::Run(ZEP_HTTP_TASK_STATUS* status) {
   if (!Property(ZEP_HTTP_TASK_PROP_HEADER_FIELDS).empty()) {
     m_pCall->SetHeaderFields(Text(ZEP_HTTP_TASK_PROP_HEADER_FIELDS));
   }
-  m_status = Launch() ? ZEP_HTTP_TASK_REQUESTING : ZEP_HTTP_TASK_FAILED;
-  GetStatus(status);
-}
-
-bool CTask::Launch() {
   const char* url = Text(ZEP_HTTP_TASK_PROP_URL);
   if (m_pData && m_dataSize != 0) {
     return m_pCall->LaunchCall(url, reinterpret_cast<const char*>(m_pData.get()), m_dataSize);

@@ -13,6 +13,7 @@
  *   function.
  * - RESULTS: -1 when the library is not initialised (before its load, after its unload); otherwise 0, and from
  *   ZEP_HttpPool_GetTaskProperty() the length of the value.
+ * - MEMORY: a call that finds none does nothing, or only a part, and returns 0.
  *
  * The order of calls: Create, SetPoolProc, AddTask, SetTaskProperty ..., TaskRun; then at every notification
  * GetTaskStatus, and once the status is final (3, 5, 6, 9) GetTaskProperty; then TaskReset to run the task

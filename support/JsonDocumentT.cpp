@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/base/ThrowingAllocator.h"
+
 namespace {
 
 using rapidjson::SizeType;
@@ -82,7 +84,7 @@ JsonDocumentT::JsonDocumentT(size_t stackCapacity) : m_stackCapacity(stackCapaci
 JsonDocumentT& JsonDocumentT::parse(const std::string& text) {
   setNull();
   rapidjson::StringStream stream(text.c_str());
-  rapidjson::Reader reader;
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, foundation::ThrowingAllocator> reader;
   ValueBuilder builder(m_stackCapacity);
   const rapidjson::ParseResult result = reader.Parse<kParseFlags>(stream, builder);
   m_errorCode = result.IsError() ? static_cast<int>(result.Code()) : 0;

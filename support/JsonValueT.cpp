@@ -9,13 +9,15 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/base/ThrowingAllocator.h"
+
 namespace {
 
 constexpr size_t kBufferBytes = 256;
 constexpr size_t kWriterLevels = 32;
 
-using Buffer = rapidjson::StringBuffer;
-using Writer = rapidjson::Writer<Buffer>;
+using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, foundation::ThrowingAllocator>;
+using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, foundation::ThrowingAllocator>;
 
 void writeText(Writer& writer, const std::string& text) {
   writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));

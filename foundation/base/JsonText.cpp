@@ -11,12 +11,16 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/base/ThrowingAllocator.h"
+
 namespace foundation {
 namespace {
 
 constexpr std::size_t kDeepestNesting = 512;
 
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, ThrowingAllocator>;
+using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator>;
+using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator>;
 
 rapidjson::SizeType sizeOf(std::string_view text) {
   return static_cast<rapidjson::SizeType>(text.size());
@@ -171,7 +175,7 @@ class Builder {
 }  // namespace
 
 std::string jsonText(const Dictionary& dictionary) {
-  rapidjson::StringBuffer buffer;
+  Buffer buffer;
   Writer writer(buffer);
   write(writer, dictionary);
   return {buffer.GetString(), buffer.GetSize()};
@@ -182,7 +186,7 @@ std::optional<Dictionary> dictionaryFromJsonText(std::string_view text) {
                               rapidjson::kParseFullPrecisionFlag;
   rapidjson::MemoryStream stream(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(stream);
-  rapidjson::Reader reader;
+  Reader reader;
   Builder builder;
   // The reader takes a zero byte for the end of the text.
   if (!reader.Parse<kFlags>(input, builder) || stream.Tell() != text.size()) {
