@@ -1,5 +1,7 @@
 #include "httpPool/Pool.h"
 
+#include <new>
+
 #include "support/JsonValueT.h"
 
 namespace {
@@ -41,9 +43,12 @@ class DepthScope {
   int& m_depth;
 };
 
+/// In the image, not on the heap: an unload takes it along.
+alignas(CReport) unsigned char reportStorage[sizeof(CReport)];
+
 }  // namespace
 
-CReport CPool::m_sReport;
+CReport& CPool::m_sReport = *new (reportStorage) CReport;
 
 CPool::CPool(const char* name) : ZEPTimer(this), m_name(name) {
   m_sReport.UpdateStatus(m_name.c_str(), nullptr, POOL_EVENT_POOL_CREATED);

@@ -17,7 +17,8 @@ class JsonValueT;
 
 class CPool : public ZEPTimer, public IZEPTimer_Callback, public CTimeoutCheck {
  public:
-  static CReport m_sReport;
+  /// Never destroyed: the host's own exit handlers may still use pools.
+  static CReport& m_sReport;
 
   explicit CPool(const char* name);
   CPool(const CPool&) = delete;
