@@ -19,6 +19,20 @@ namespace {
 
 using Ways = std::vector<std::string>;
 
+/// Without what the address sanitizer says when a handshake stands still on its own stack and the process exits.
+std::string withoutRemarks(std::string output) {
+  const std::string end = "issues/189\n";
+  for (std::size_t at = 0; (at = output.find("ASan is ignoring requested")) != std::string::npos;) {
+    const std::size_t begin = output.rfind("==", output.rfind("==WARNING", at) - 1);
+    const std::size_t behind = output.find(end, at);
+    if (begin == std::string::npos || behind == std::string::npos) {
+      return output;
+    }
+    output.erase(begin, behind + end.size() - begin);
+  }
+  return output;
+}
+
 /// Ends hosts one after another, before one server.
 class Ends {
  public:
@@ -41,7 +55,7 @@ class Ends {
     const auto end = host.wait(std::chrono::minutes(2));
     ASSERT_TRUE(end.has_value()) << "it hangs\n" << readFile(folder.file("output"));
     EXPECT_EQ(*end, (ChildProcess::End{.exitStatus = 0, .signal = 0})) << readFile(folder.file("output"));
-    EXPECT_EQ(readFile(folder.file("output")), "");
+    EXPECT_EQ(withoutRemarks(readFile(folder.file("output"))), "");
   }
 
   const std::string linked_ = EXIT_HOST_PROGRAM;

@@ -90,6 +90,8 @@ TEST_F(Ticks, MillionsNeitherDriftNorGrow) {
 TEST_F(Ticks, StayOnTheirGridWhenTheHostIsLate) {
   // 25 ms apart: beats at 10, 20, 30, ... of which each look sees one, and none is made up for.
   EXPECT_EQ(beatsIn(1000, kBeat * 5 / 2), 1000);
+  // 4 ms apart: some are seen late, the next one is due when it was before.
+  EXPECT_EQ(beatsIn(1000, kBeat * 2 / 5), 400);
   // 1 ms apart they come once in ten looks again.
   EXPECT_EQ(beatsIn(1000, kBeat / 10), 100);
 }

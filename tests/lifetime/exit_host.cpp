@@ -61,7 +61,7 @@ void expectStatus(const std::string& task, ZEP_HTTP_TASK_STATUS expected) {
   }
 }
 
-/// What a host may do at its end: everything. Tasks that wait for the host's answer are left alone, because who stops
+/// What a host may do at its end: everything but its first request. Tasks that wait for the host's answer are left alone, because who stops
 /// them waits for it, too.
 void useLibrary() {
   if (!isStanding) {
@@ -70,7 +70,9 @@ void useLibrary() {
   CALL(Create)("late");
   CALL(AddTask)("late", "task");
   CALL(SetTaskProperty)("late", "task", ZEP_HTTP_TASK_PROP_URL, "http://127.0.0.1:9/");
-  CALL(TaskRun)("late", "task", nullptr);
+  if (count > 0) {
+    CALL(TaskRun)("late", "task", nullptr);
+  }
   if (count > 0 && !test::Stations::waitsForTheHost(station)) {
     CALL(TaskReset)("pool", "0");
     expectStatus("0", ZEP_HTTP_TASK_UNINITIALIZED);
