@@ -148,10 +148,12 @@ class BinaryMeasure {
     constexpr unsigned kAscii = 5;
     constexpr unsigned kUtf16 = 6;
     constexpr unsigned kArray = 0xA;
+    constexpr unsigned kSet = 0xC;  // libplist reads it as a dictionary
     constexpr unsigned kDictionary = 0xD;
     switch (found->kind) {
       case kArray:
         return measureReferences(found->content, found->count, depth);
+      case kSet:
       case kDictionary:
         return found->count <= PropertyListBounds::kMostEntries &&
                measureReferences(found->content, 2 * found->count, depth);

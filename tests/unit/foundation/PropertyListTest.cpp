@@ -267,6 +267,36 @@ TEST(PropertyList, RefusesBinaryListsThatGrowWithoutEnd) {
   EXPECT_FALSE(propertyListFromData(binary({array({1, 1, 1, 1, 1}), longText})));
 }
 
+// libplist reads sets as dictionaries, so they have to be measured like them.
+TEST(PropertyList, MeasuresSetsLikeDictionaries) {
+  const auto set = [](const std::vector<unsigned>& keysAndValues) {
+    std::string object = dictionary(keysAndValues);
+    object[0] = static_cast<char>(0xC0 + keysAndValues.size() / 2);
+    return object;
+  };
+  const std::string zero = std::string("\x53") + std::string("a\0b", 3);
+  EXPECT_FALSE(propertyListFromData(binary({set({1, 2}), zero, "\x09"})));
+  EXPECT_FALSE(propertyListFromData(binary({set({1, 2}), shortText("a"), zero})));
+  EXPECT_FALSE(propertyListFromData(binary({set({1, 0}), shortText("a")})));
+  const auto nested = [&](unsigned sets) {
+    std::vector<std::string> objects = {array({2}), shortText("a")};
+    for (unsigned i = 0; i < sets; ++i) {
+      objects.push_back(set({1, i + 3}));
+    }
+    objects.emplace_back("\x09");
+    return binary(objects);
+  };
+  EXPECT_TRUE(propertyListFromData(nested(500)));
+  EXPECT_FALSE(propertyListFromData(nested(60'000)));
+  std::vector<std::string> growing;
+  for (unsigned level = 1; level <= 12; ++level) {
+    growing.push_back(set({13, level, 14, level, 15, level, 16, level, 17, level, 18, level}));
+  }
+  growing.insert(growing.end(), {"\x09", shortText("a"), shortText("b"), shortText("c"), shortText("d"),
+                                 shortText("e"), shortText("f")});
+  EXPECT_FALSE(propertyListFromData(binary(growing)));
+}
+
 TEST(PropertyList, RefusesImmenseLists) {
   constexpr std::size_t kMost = 1 << 20;
   const std::string text = xml("<string>x</string>");
