@@ -1,5 +1,6 @@
 #include "foundation/url/loader/Redirect.h"
 
+#include <algorithm>
 #include <string>
 
 #include "foundation/url/URLCharacters.h"
@@ -23,22 +24,34 @@ std::string percentEncoded(std::string_view text) {
   return encoded;
 }
 
-}  // namespace
-
-std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
+/// RFC 3986 §5.2, neither of them with a fragment: curl takes one for a part of the path.
+std::optional<std::string> resolved(const std::string& base, const std::string& reference) {
   constexpr unsigned kAnyScheme = CURLU_NON_SUPPORT_SCHEME;
-  const std::string reference = percentEncoded(location);
   const UrlHandle resolver(curl_url());
   char* text = nullptr;
-  // curl takes what is no reference at all for a path.
-  if (reference.empty() || !URL::parse(reference) || resolver == nullptr ||
-      curl_url_set(resolver.get(), CURLUPART_URL, base.absoluteString().c_str(), 0) != CURLUE_OK ||
+  if (resolver == nullptr || curl_url_set(resolver.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK ||
       curl_url_set(resolver.get(), CURLUPART_URL, reference.c_str(), kAnyScheme) != CURLUE_OK ||
       curl_url_get(resolver.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
     return std::nullopt;
   }
   const CurlText owner(text);
-  return URL::parse(text);
+  return std::string(text);
+}
+
+}  // namespace
+
+std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
+  const std::string reference = percentEncoded(location);
+  // curl takes what is no reference at all for a path.
+  if (reference.empty() || !URL::parse(reference)) {
+    return std::nullopt;
+  }
+  const std::string document = base.absoluteString().substr(0, base.absoluteString().find('#'));
+  const std::size_t fragment = std::min(reference.find('#'), reference.size());
+  // A fragment alone is a place in the same document.
+  const auto text =
+      fragment == 0 ? std::optional(document) : resolved(document, reference.substr(0, fragment));
+  return text ? URL::parse(*text + reference.substr(fragment)) : std::nullopt;
 }
 
 URLRequest redirectedRequest(const URLRequest& request, int statusCode, std::optional<URL> target) {

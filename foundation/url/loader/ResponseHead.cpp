@@ -88,7 +88,9 @@ void ResponseHead::beginAnswer(std::string_view statusLine) {
   const std::size_t blank = statusLine.find(' ');
   if (blank != std::string_view::npos) {
     const std::string_view code = statusLine.substr(blank + 1, 3);
-    std::from_chars(code.data(), code.data() + code.size(), statusCode_);
+    unsigned number = 0;  // no sign
+    std::from_chars(code.data(), code.data() + code.size(), number);
+    statusCode_ = static_cast<int>(number);
   }
 }
 

@@ -85,6 +85,11 @@ TEST(ResponseHead, CollectsTheFinalAnswer) {
   EXPECT_EQ(head.fields().value("Link"), nullptr);
 }
 
+TEST(ResponseHead, KnowsNoNegativeStatus) {
+  EXPECT_EQ(headOf({"HTTP/1.1 -12 x", ""}).statusCode(), 0);
+  EXPECT_EQ(headOf({"HTTP/1.1 +12 x", ""}).statusCode(), 0);
+}
+
 TEST(ResponseHead, SpellsLowerCaseNamesTheUsualWay) {
   const ResponseHead head = headOf({"HTTP/2 302 ", "location: /x", "retry-after: 7", "TrackingID: t", ""});
   EXPECT_NE(head.fields().find("Location"), nullptr);
@@ -185,6 +190,17 @@ TEST(Redirect, ResolvesTargets) {
   EXPECT_EQ(target(""), "none");
   EXPECT_EQ(target("http://"), "none");
   EXPECT_EQ(target("http://[::1/"), "none");
+}
+
+TEST(Redirect, TakesFragmentsForPlacesInADocument) {
+  const URL base = *URL::parse("http://h/a/b?q#/in/the/document");
+  const auto target = [&](const char* location) { return redirectTarget(base, location)->absoluteString(); };
+  EXPECT_EQ(target("#top"), "http://h/a/b?q#top");
+  EXPECT_EQ(target("#/top"), "http://h/a/b?q#/top");
+  EXPECT_EQ(target("c"), "http://h/a/c");
+  EXPECT_EQ(target("c#/d"), "http://h/a/c#/d");
+  EXPECT_EQ(target("?z#e"), "http://h/a/b?z#e");
+  EXPECT_EQ(target("http://other#e"), "http://other/#e");
 }
 
 URLRequest postTo(const char* url) {
