@@ -1,7 +1,5 @@
 #include "httpPool/TracedUrl.h"
 
-#include <algorithm>
-
 #include "foundation/url/URL.h"
 #include "support/logstream.h"
 
@@ -16,12 +14,10 @@ std::string UrlWithoutPassword(std::string_view url) {
   std::string text(url);
   const std::size_t slashes = text.find("//");
   const std::size_t authority = slashes == std::string::npos ? 0 : slashes + 2;
-  const std::size_t end = std::min(text.find_first_of("/?#", authority), text.size());
-  std::size_t at = text.rfind('@', end);
-  if ((at == std::string::npos || at < authority) && !foundation::URL::parse(url)) {
-    // The password itself may hold what would end the authority.
-    at = text.rfind('@');
-  }
+  // Of a malformed one nobody knows where the authority ends: the password itself may hold what would end it.
+  const bool hasAuthority = foundation::URL::parse(url).has_value();
+  const std::size_t end = hasAuthority ? text.find_first_of("/?#", authority) : std::string::npos;
+  const std::size_t at = text.rfind('@', end);
   const std::size_t colon = text.find(':', authority);
   if (at != std::string::npos && colon < at) {
     text.replace(colon + 1, at - colon - 1, "***");
