@@ -32,8 +32,9 @@ std::optional<Credential> credentialOfURL(const URL& url) {
 
 std::string textWithoutUserInfo(const URL& url) {
   std::string text = url.absoluteString();
-  const std::size_t slashes = text.find("//");
-  if (slashes == std::string::npos) {
+  // Without an authority two slashes are a part of the path.
+  const std::size_t slashes = url.scheme().empty() ? 0 : url.scheme().size() + 1;
+  if (text.compare(slashes, 2, "//") != 0) {
     return text;
   }
   const std::size_t authority = slashes + 2;
