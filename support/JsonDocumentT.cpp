@@ -1,8 +1,12 @@
 #include "support/JsonDocumentT.h"
 
+#include <locale.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
+#include <stdlib.h>
 
+#include <charconv>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,9 +16,29 @@ namespace {
 
 using rapidjson::SizeType;
 
-// The default grammar, without recursion: a text of nothing but brackets must not use up the stack. Without full
-// precision a double may come back changed in its last bit.
-constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+// The default grammar, without recursion: a text of nothing but brackets must not use up the stack. Numbers come as
+// texts: the reader's own conversion may change the last bit of a double, and its exact one is undefined for a zero with
+// an exponent.
+constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+
+template <typename Integer>
+std::optional<Integer> integerOf(const std::string& text) {
+  Integer value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+/// Of a text that is a number by JSON's grammar.
+JsonValueT numberOf(const std::string& text) {
+  if (const auto value = integerOf<long long>(text)) {
+    return *value;
+  }
+  if (const auto value = integerOf<unsigned long long>(text)) {
+    return *value;
+  }
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strtod_l(text.c_str(), nullptr, plain);
+}
 
 /// Builds values from the reader's events on a stack of its own. An event that returns false ends the parse.
 class ValueBuilder {
@@ -23,12 +47,12 @@ class ValueBuilder {
 
   bool Null() { return add({}); }
   bool Bool(bool value) { return add(value); }
-  bool Int(int value) { return add(value); }
-  bool Uint(unsigned value) { return add(value); }
-  bool Int64(int64_t value) { return add(static_cast<long long>(value)); }
-  bool Uint64(uint64_t value) { return add(static_cast<unsigned long long>(value)); }
-  bool Double(double value) { return add(value); }
-  bool RawNumber(const char*, SizeType, bool) { return false; }
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(int64_t) { return false; }
+  bool Uint64(uint64_t) { return false; }
+  bool Double(double) { return false; }
+  bool RawNumber(const char* text, SizeType length, bool) { return add(numberOf({text, length})); }
   bool String(const char* text, SizeType length, bool) { return add(std::string(text, length)); }
   bool Key(const char* text, SizeType length, bool) {
     m_levels.back().key.assign(text, length);

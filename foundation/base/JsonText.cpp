@@ -1,12 +1,15 @@
 #include "foundation/base/JsonText.h"
 
+#include <locale.h>
 #include <rapidjson/encodedstream.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <stdlib.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -108,20 +111,34 @@ void write(Writer& writer, const Value& value) {
   }
 }
 
+/// Of a text that is a number by JSON's grammar; infinite when it is too large. The reader's own conversion is undefined
+/// for a zero with an exponent.
+Value numberOf(const std::string& text) {
+  std::int64_t integer = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), integer);
+  if (error == std::errc() && end == text.data() + text.size()) {
+    return integer;
+  }
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strtod_l(text.c_str(), nullptr, plain);
+}
+
 /// Builds values from the reader's events, with a stack of its own instead of recursion. An event that
 /// returns false ends the parsing.
 class Builder {
  public:
   bool Null() { return add(Value()); }
   bool Bool(bool value) { return add(value); }
-  bool Int(int value) { return add(static_cast<std::int64_t>(value)); }
-  bool Uint(unsigned value) { return add(static_cast<std::int64_t>(value)); }
-  bool Int64(std::int64_t value) { return add(value); }
-  bool Uint64(std::uint64_t value) {
-    return value <= INT64_MAX ? add(static_cast<std::int64_t>(value)) : add(static_cast<double>(value));
+  // Numbers come as texts.
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+    Value number = numberOf({text, length});
+    return (number.real() == nullptr || std::isfinite(*number.real())) && add(std::move(number));
   }
-  bool Double(double value) { return add(value); }
-  bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; }
   // The reader lets escapes through that name half a character.
   bool String(const char* text, rapidjson::SizeType length, bool) {
     return isUtf8({text, length}) && add(std::string(text, length));
@@ -157,7 +174,8 @@ class Builder {
     stack_.pop_back();
     return add(level.isObject ? Value(std::move(level.dictionary)) : Value(std::move(level.array)));
   }
-  bool add(Value value) {
+  // Inlined, gcc 12 warns of the text that a boolean does not have.
+  [[gnu::noinline]] bool add(Value value) {
     if (stack_.empty()) {
       root_ = std::move(value);
     } else if (stack_.back().isObject) {
@@ -183,7 +201,7 @@ std::string jsonText(const Dictionary& dictionary) {
 
 std::optional<Dictionary> dictionaryFromJsonText(std::string_view text) {
   constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                              rapidjson::kParseFullPrecisionFlag;
+                              rapidjson::kParseNumbersAsStringsFlag;
   rapidjson::MemoryStream stream(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(stream);
   Reader reader;

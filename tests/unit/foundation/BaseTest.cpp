@@ -319,8 +319,17 @@ TEST(JsonText, ReadsNumbersAsTheyAre) {
   EXPECT_EQ(value("18446744073709551615"), Value(18446744073709551615.0));
   EXPECT_EQ(value("1.0"), Value(1.0));
   EXPECT_EQ(value("1e3"), Value(1000.0));
-  for (const char* number : {"01", "+1", "1.", ".5", "1e", "0x1", "NaN", "Infinity", "-", "1e400"}) {
+  for (const char* number :
+       {"01", "+1", "1.", ".5", "1e", "0x1", "NaN", "Infinity", "-", "1e400", "1.8e308"}) {
     EXPECT_EQ(value(number), Value("refused")) << number;
+  }
+}
+
+TEST(JsonText, ReadsAZeroWithAnExponentAsZero) {
+  for (const char* number : {"0e40", "-0e40", "0.0e200", "0e308", "0E-99"}) {
+    const auto read = dictionaryFromJsonText(std::string("{\"n\":") + number + "}");
+    ASSERT_TRUE(read) << number;
+    EXPECT_EQ(*read->find("n"), Value(0.0)) << number;
   }
 }
 

@@ -168,6 +168,22 @@ TEST(JsonDocument, KeepsOrRefusesNumbersTooLarge) {
   EXPECT_EQ(JsonDocumentT().parse("[1.8e308]").valueToString(), "[null]");
 }
 
+TEST(JsonDocument, ReadsAZeroWithAnExponentAsZero) {
+  for (const char* text : {"0e40", "0.0e200", "0e308", "0E-99", "0.0"}) {
+    EXPECT_EQ(JsonDocumentT().parse(text).valueToString(), "0.0") << text;
+  }
+  EXPECT_EQ(JsonDocumentT().parse("-0e40").valueToString(), "-0.0");
+}
+
+TEST(JsonDocument, ReadsIntegersUpToTheirEnds) {
+  for (const char* text :
+       {"0", "-1", "9223372036854775807", "-9223372036854775808", "18446744073709551615"}) {
+    EXPECT_EQ(JsonDocumentT().parse(text).valueToString(), text);
+  }
+  EXPECT_EQ(JsonDocumentT().parse("18446744073709551616").valueToString(), "18446744073709553000.0");
+  EXPECT_EQ(JsonDocumentT().parse("-9223372036854775809").valueToString(), "-9223372036854776000.0");
+}
+
 TEST(JsonValue, DeepValuesDoNotUseUpTheStack) {
   constexpr size_t kPairs = 100'000;
   JsonValueT value(Type::Object);
