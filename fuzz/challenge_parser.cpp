@@ -1,25 +1,20 @@
 // WWW-Authenticate fields, one for each line of the input, as a hostile server might send them.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "foundation/url/HeaderFields.h"
 #include "foundation/url/loader/ChallengeParser.h"
+#include "fuzz/Input.h"
+#include "fuzz/Require.h"
 
 namespace {
 
+using foundation::HeaderFields;
 using foundation::OfferedChallenge;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
+using Challenges = std::vector<OfferedChallenge>;
 
 std::string quoted(const std::string& text) {
   std::string result = "\"";
@@ -33,7 +28,7 @@ std::string quoted(const std::string& text) {
 }
 
 /// The challenges as a careful server would write them.
-std::string written(const std::vector<OfferedChallenge>& challenges) {
+std::string written(const Challenges& challenges) {
   std::string text;
   for (const OfferedChallenge& challenge : challenges) {
     text += (text.empty() ? "" : ", ") + challenge.scheme + " " + challenge.token68;
@@ -46,15 +41,14 @@ std::string written(const std::vector<OfferedChallenge>& challenges) {
   return text;
 }
 
-void check(const std::string& field) {
-  const auto challenges = foundation::parseChallenges(field);
+void checkField(const std::string& field, const Challenges& challenges) {
   require(challenges.size() <= foundation::kOfferedChallengesLimit);
   std::size_t length = 0;
   for (const OfferedChallenge& challenge : challenges) {
-    require(foundation::HeaderFields::isToken(challenge.scheme));
+    require(HeaderFields::isToken(challenge.scheme));
     length += challenge.scheme.size() + challenge.token68.size();
     for (const auto& [name, value] : challenge.parameters) {
-      require(foundation::HeaderFields::isToken(name));
+      require(HeaderFields::isToken(name));
       length += name.size() + value.size();
     }
   }
@@ -62,17 +56,52 @@ void check(const std::string& field) {
   require(foundation::parseChallenges(written(challenges)) == challenges);
 }
 
+/// What one field offers and what another one offers is what both offer when they are written as one.
+void checkJoined(const Challenges& first, const Challenges& second) {
+  if (first.size() + second.size() > foundation::kOfferedChallengesLimit) {
+    return;
+  }
+  Challenges both = first;
+  both.insert(both.end(), second.begin(), second.end());
+  require(foundation::parseChallenges(written(first) + ", " + written(second)) == both);
+}
+
+/// By the order of the schemes: the first one that anybody offers.
+void checkChoice(const std::vector<std::string>& fields, const Challenges& offered) {
+  const auto chosen = foundation::chooseChallenge(fields);
+  bool continuesNtlm = false;
+  for (const OfferedChallenge& challenge : offered) {
+    continuesNtlm |= HeaderFields::equalNames(challenge.scheme, "ntlm") && !challenge.token68.empty();
+  }
+  require(foundation::continuesNtlm(fields) == continuesNtlm);
+  for (const char* scheme : {"NTLM", "Basic", "Digest", "Negotiate"}) {
+    for (const OfferedChallenge& challenge : offered) {
+      if (HeaderFields::equalNames(challenge.scheme, scheme)) {
+        const std::string* realm = challenge.parameter("REALM");
+        require(chosen && chosen->realm == (realm != nullptr ? *realm : std::string()));
+        return;
+      }
+    }
+  }
+  require(!chosen);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view input(reinterpret_cast<const char*>(data), size);
   std::vector<std::string> fields;
-  for (std::size_t start = 0; start <= input.size();) {
-    const std::size_t end = std::min(input.find('\n', start), input.size());
-    fields.emplace_back(input.substr(start, end - start));
-    check(fields.back());
-    start = end + 1;
+  Challenges offered;
+  Challenges previous;
+  for (const std::string_view line : linesOf(textOf(data, size))) {
+    const std::string& field = fields.emplace_back(line);
+    Challenges challenges = foundation::parseChallenges(field);
+    checkField(field, challenges);
+    checkJoined(previous, challenges);
+    if (offered.size() < foundation::kOfferedChallengesLimit) {
+      offered.insert(offered.end(), challenges.begin(), challenges.end());
+    }
+    previous = std::move(challenges);
   }
-  foundation::chooseChallenge(fields);
+  checkChoice(fields, offered);
   return 0;
 }
