@@ -24,7 +24,7 @@ std::string percentEncoded(std::string_view text) {
   return encoded;
 }
 
-/// RFC 3986 §5.2, neither of them with a fragment: curl takes one for a part of the path.
+/// RFC 3986 §5.2, neither of them with a query or a fragment: curl takes these for parts of the path.
 std::optional<std::string> resolved(const std::string& base, const std::string& reference) {
   constexpr unsigned kAnyScheme = CURLU_NON_SUPPORT_SCHEME;
   const UrlHandle resolver(curl_url());
@@ -46,12 +46,12 @@ std::optional<URL> redirectTarget(const URL& base, std::string_view location) {
   if (reference.empty() || !URL::parse(reference)) {
     return std::nullopt;
   }
-  const std::string document = base.absoluteString().substr(0, base.absoluteString().find('#'));
-  const std::size_t fragment = std::min(reference.find('#'), reference.size());
-  // A fragment alone is a place in the same document.
-  const auto text =
-      fragment == 0 ? std::optional(document) : resolved(document, reference.substr(0, fragment));
-  return text ? URL::parse(*text + reference.substr(fragment)) : std::nullopt;
+  const std::size_t path = std::min(reference.find_first_of("?#"), reference.size());
+  // A fragment alone is a place in the same document, its query included.
+  const char* const behind = reference.front() == '#' ? "#" : "?#";
+  const std::string document = base.absoluteString().substr(0, base.absoluteString().find_first_of(behind));
+  const auto text = path == 0 ? std::optional(document) : resolved(document, reference.substr(0, path));
+  return text ? URL::parse(*text + reference.substr(path)) : std::nullopt;
 }
 
 URLRequest redirectedRequest(const URLRequest& request, int statusCode, std::optional<URL> target) {

@@ -192,6 +192,15 @@ TEST(Redirect, ResolvesTargets) {
   EXPECT_EQ(target("http://[::1/"), "none");
 }
 
+TEST(Redirect, TakesQueriesForNoPartOfAPath) {
+  const URL base = *URL::parse("http://h/a/b/c?q/r");
+  const auto target = [&](const char* location) { return redirectTarget(base, location)->absoluteString(); };
+  EXPECT_EQ(target("../?x"), "http://h/a/?x");
+  EXPECT_EQ(target("./?x"), "http://h/a/b/?x");
+  EXPECT_EQ(target("d?../x"), "http://h/a/b/d?../x");
+  EXPECT_EQ(target("//other?x/../y"), "http://other/?x/../y");
+}
+
 TEST(Redirect, TakesFragmentsForPlacesInADocument) {
   const URL base = *URL::parse("http://h/a/b?q#/in/the/document");
   const auto target = [&](const char* location) { return redirectTarget(base, location)->absoluteString(); };
