@@ -1,5 +1,7 @@
 #include "httpPool/MacDownloader.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -23,6 +25,8 @@ using foundation::URLErrorCode;
 
 /// Events are delivered on this grid.
 constexpr std::chrono::milliseconds kTurn{50};
+/// Most answers come sooner. To be woken for one costs the loader's thread more than a few looks cost this one.
+constexpr std::chrono::milliseconds kPatience = 4 * kTurn;
 
 constexpr int kStatusOK = 200;
 constexpr int kStatusMovedPermanently = 301;
@@ -146,6 +150,7 @@ int MacDownloader::Start() {
   m_bAlreadySendDownloadFinished = false;
   m_bFinalStateSet = false;
   m_threadHandle = std::make_shared<std::latch>(1);
+  m_process = getpid();
   m_bNeedExitThread = false;
   const int error = CreateThread();
   m_bSkip = false;
@@ -185,7 +190,8 @@ int MacDownloader::Stop() {
       << ", Cocoa http Call stop thread to call: " << TracedUrl{m_targetUrlString}
       << ", current state: " << static_cast<int>(GetDownloadState()) << std::endl;
   m_bNeedExitThread = true;
-  if (!IsThreadDone()) {
+  // A child of a fork has not got the thread, nor what that may have locked.
+  if (getpid() == m_process && !IsThreadDone()) {
     Wake();
     m_threadHandle->wait();
   }
@@ -199,11 +205,9 @@ int MacDownloader::Stop() {
 /// base thread, which stops the downloader for it, finds the thread done and need not wait.
 void MacDownloader::RunThread(std::latch& over) {
   ThreadProc();
-  std::optional<HandOver> last = std::exchange(m_handOver, std::nullopt);
+  std::vector<HandOver> last = std::exchange(m_handOvers, {});
   over.count_down();
-  if (last) {
-    Post(std::move(*last));
-  }
+  Post(std::move(last));
 }
 
 void MacDownloader::ThreadProc() {
@@ -236,12 +240,12 @@ void MacDownloader::RunConnection() {
   const auto epoch = foundation::ThreadRunLoop::Clock::now();
   foundation::URLConnection connection(*m_urlRequest, *this);
   while (!isStopped()) {
-    scope.loop()->waitForTurn(epoch, kTurn, isStopped);
+    scope.loop()->waitForTurn(epoch, kTurn, isStopped, kPatience);
     m_bTurning = true;
     scope.loop()->runPass(isStopped);
     m_bTurning = false;
-    if (m_handOver && !m_bFinalStateSet) {
-      Post(*std::exchange(m_handOver, std::nullopt));
+    if (!m_bFinalStateSet) {
+      Post(std::exchange(m_handOvers, {}));
     }
   }
   connection.cancel();
@@ -280,7 +284,8 @@ void MacDownloader::SetDownloadState(HTTP_CALL_STATUS state) {
   OnDownloadStateChanged();
 }
 
-/// Several changes in one turn are handed over as one: the base thread looks at the latest state only.
+/// The changes of a turn are handed over at its end: the base thread, which looks at the latest state, might have to wait
+/// for the thread otherwise.
 void MacDownloader::OnDownloadStateChanged() {
   // Nobody holds a downloader that is being destroyed: there is nothing to hand over any more.
   auto self = weak_from_this().lock();
@@ -288,18 +293,18 @@ void MacDownloader::OnDownloadStateChanged() {
     return;
   }
   const int argument = GetDownloadState() == HTTP_CALL_RECEIVING ? GetNewReceivedDataLength() : 0;
-  HandOver handOver{m_pDownloadEngine->baseThread(), std::move(self), argument};
-  if (m_bTurning) {
-    m_handOver = std::move(handOver);
-  } else {
-    Post(std::move(handOver));
+  m_handOvers.push_back({m_pDownloadEngine->baseThread(), std::move(self), argument});
+  if (!m_bTurning) {
+    Post(std::exchange(m_handOvers, {}));
   }
 }
 
-void MacDownloader::Post(HandOver&& handOver) {
-  handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
-    downloader->DownloadStateChanged(argument);
-  });
+void MacDownloader::Post(std::vector<HandOver>&& handOvers) {
+  for (HandOver& handOver : handOvers) {
+    handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
+      downloader->DownloadStateChanged(argument);
+    });
+  }
 }
 
 void MacDownloader::DownloadStateChanged(int /*argument*/) {

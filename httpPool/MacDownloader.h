@@ -9,6 +9,8 @@
 // what they call run on the private thread; the getters may be used on both at any time. Shared by its owner
 // and by the hand-overs that are queued on the base thread.
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <latch>
 #include <memory>
@@ -16,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/base/Data.h"
 #include "foundation/base/Error.h"
@@ -154,7 +157,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void FailWithoutThread(int error);
   int CreateThread();
   void RunThread(std::latch& over);
-  static void Post(HandOver&& handOver);
+  static void Post(std::vector<HandOver>&& handOvers);
   void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();
@@ -182,6 +185,8 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   /// Counted down when the private thread will not touch the downloader any more; shared with that thread, which
   /// may still be leaving the latch when the downloader is gone.
   std::shared_ptr<std::latch> m_threadHandle;
+  /// Which process the thread is of.
+  pid_t m_process = 0;
   bool m_bAlreadySendDownloadFinished = false;
 
   std::atomic<bool> m_bNeedExitThread = false;
@@ -198,7 +203,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   /// The private thread's. While it turns its loop, changes of state wait here for the end of the turn; a final
   /// one for the end of the thread's work.
   bool m_bTurning = false;
-  std::optional<HandOver> m_handOver;
+  std::vector<HandOver> m_handOvers;
   /// What the host has answered last.
   bool m_bRemember = false;
   std::string m_ntlmUserName;

@@ -26,16 +26,16 @@ ThreadRunLoop::ThreadRunLoop() = default;
 ThreadRunLoop::~ThreadRunLoop() = default;
 
 void ThreadRunLoop::perform(std::function<void()> block) {
-  bool wasEmpty = false;
+  bool wasDormant = false;
   {
     const std::lock_guard lock(mutex_);
     if (closed_) {
       return;
     }
-    wasEmpty = queue_.empty();
     queue_.push_back(std::move(block));
+    wasDormant = std::exchange(isDormant_, false);
   }
-  if (wasEmpty) {
+  if (wasDormant) {
     changed_.notify_one();
   }
 }
@@ -45,12 +45,22 @@ bool ThreadRunLoop::isCurrent() const {
 }
 
 void ThreadRunLoop::waitForTurn(Clock::time_point epoch, Clock::duration period,
-                                const std::function<bool()>& isStopped) {
+                                const std::function<bool()>& isStopped, Clock::duration patience) {
   assert(isCurrent());
+  const auto nextPoint = [&] { return epoch + ((Clock::now() - epoch) / period + 1) * period; };
   std::unique_lock lock(mutex_);
+  Clock::time_point point = nextPoint();
+  while (queue_.empty() && point <= epoch + patience && !isStopped()) {
+    changed_.wait_until(lock, point, isStopped);
+    if (!queue_.empty()) {
+      return;
+    }
+    point = nextPoint();
+  }
+  isDormant_ = queue_.empty();
   changed_.wait(lock, [&] { return isStopped() || !queue_.empty(); });
-  const auto beats = (Clock::now() - epoch) / period + 1;
-  changed_.wait_until(lock, epoch + beats * period, isStopped);
+  isDormant_ = false;
+  changed_.wait_until(lock, nextPoint(), isStopped);
 }
 
 void ThreadRunLoop::wake() {

@@ -41,10 +41,12 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
   void perform(std::function<void()> block) override;
   bool isCurrent() const override;
 
-  /// Sleeps until there is something to run and then on to the next point of the grid
-  /// `epoch + k * period` (k >= 1) that lies in the future. With nothing to run the thread does not wake at
-  /// all. Returns at once when `isStopped` is true; whoever changes what it reads calls wake().
-  void waitForTurn(Clock::time_point epoch, Clock::duration period, const std::function<bool()>& isStopped);
+  /// Sleeps on to the next point of the grid `epoch + k * period` (k >= 1) at which there is something to run. Until
+  /// `patience` after the epoch it looks at every point by itself, so that nobody has to wake it for what comes soon;
+  /// from then on the thread does not wake at all while there is nothing. Returns at once when `isStopped` is true;
+  /// whoever changes what it reads calls wake().
+  void waitForTurn(Clock::time_point epoch, Clock::duration period, const std::function<bool()>& isStopped,
+                   Clock::duration patience = {});
 
   /// Makes waitForTurn() look at its `isStopped` again. Any thread.
   void wake();
@@ -59,6 +61,8 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::function<void()>> queue_;
+  /// The thread sleeps until it is woken.
+  bool isDormant_ = false;
   bool closed_ = false;
 };
 

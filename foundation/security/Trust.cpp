@@ -94,8 +94,16 @@ int Trust::evaluate(TrustResult& result) {
     return kNoCertificates;
   }
   statusChain_.assign(certificates_.size(), {});
+  last_.reset();
   result = evaluateChain();
+  if (!verifyDate_) {
+    last_ = {.policy = policy_, .result = result};
+  }
   return 0;
+}
+
+std::optional<TrustResult> Trust::lastResult(const TrustPolicy& policy) const {
+  return last_ && last_->policy == policy ? std::optional(last_->result) : std::nullopt;
 }
 
 TrustResult Trust::evaluateChain() {

@@ -54,6 +54,8 @@ struct FOUNDATION_EXPORT TrustPolicy {
   static TrustPolicy basicX509() { return {}; }
   /// A TLS server. Nothing is issued to an empty host.
   static TrustPolicy ssl(std::string host) { return {.host = std::move(host), .isServer = true}; }
+
+  bool operator==(const TrustPolicy&) const = default;
 };
 
 /// The certificates that a peer presents, and whether to rely on them (RFC 5280 section 6, RFC 9525) by the
@@ -82,6 +84,9 @@ class FOUNDATION_EXPORT Trust {
   /// can have meant a certificate for another host.
   int evaluate(TrustResult& result);
 
+  /// What the last evaluation came to, if it was for this policy and the time it ran at; otherwise nothing.
+  std::optional<TrustResult> lastResult(const TrustPolicy& policy) const;
+
   std::size_t certificateCount() const { return certificates_.size(); }
   /// Null when the index is out of range or there is no such certificate that can be parsed. Valid as long as
   /// the trust.
@@ -94,6 +99,10 @@ class FOUNDATION_EXPORT Trust {
 
  private:
   enum class Form { Regular, Unparseable, TooLong };
+  struct Evaluation {
+    TrustPolicy policy;
+    TrustResult result;
+  };
 
   void note(std::size_t index, TrustStatus status);
   TrustResult evaluateChain();
@@ -102,6 +111,8 @@ class FOUNDATION_EXPORT Trust {
   Form form_ = Form::Regular;
   TrustPolicy policy_;
   std::optional<std::int64_t> verifyDate_;
+  /// None of a date that was set.
+  std::optional<Evaluation> last_;
   std::vector<std::vector<TrustStatus>> statusChain_;
 };
 

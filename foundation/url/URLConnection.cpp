@@ -38,11 +38,19 @@ struct Overloaded : Handlers... {
 template <typename... Handlers>
 Overloaded(Handlers...) -> Overloaded<Handlers...>;
 
-bool isInOrder(Trust trust, const std::string& host) {
-  TrustResult result = TrustResult::Invalid;
-  trust.setPolicy(TrustPolicy::ssl(host));
-  return trust.evaluate(result) == 0 &&
-         (result == TrustResult::Proceed || result == TrustResult::Unspecified);
+/// By the rules, whatever the delegate has said. As a rule the delegate has just had the same evaluated.
+bool isInOrder(const Trust& trust, const std::string& host) {
+  const TrustPolicy policy = TrustPolicy::ssl(host);
+  std::optional<TrustResult> result = trust.lastResult(policy);
+  if (!result) {
+    Trust own = trust;
+    own.setPolicy(policy);
+    TrustResult now = TrustResult::Invalid;
+    if (own.evaluate(now) == 0) {
+      result = now;
+    }
+  }
+  return result == TrustResult::Proceed || result == TrustResult::Unspecified;
 }
 
 }  // namespace

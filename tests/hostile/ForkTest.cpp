@@ -96,5 +96,14 @@ TEST_F(ForkingHost, HasChildrenThatExit) {
   EXPECT_EQ(statusOfChild([] { std::exit(0); }), 0);
 }
 
+TEST_F(ForkingHost, HasChildrenThatEndItsTasks) {
+  EXPECT_EQ(statusOfChild([this] {
+              ZEP_HttpPool_TaskReset(pool_.name().c_str(), task(0).c_str());
+              ZEP_HttpPool_RemoveTask(pool_.name().c_str(), task(1).c_str());
+              ZEP_HttpPool_ClearTask(pool_.name().c_str());
+            }),
+            0);
+}
+
 }  // namespace
 }  // namespace test

@@ -174,6 +174,13 @@ TEST_F(Http2Attack, FloodsEnd) {
       flooding("continuations", frame(FrameType::Headers, 0, 1, statusOk()),
                frame(FrameType::Continuation, 0, 1, field("x", filler)), kLost),
       flooding("resets of streams nobody opened", "", frame(FrameType::ResetStream, 0, 3, number(8)), kLost),
+      flooding("answers to pings", "", frame(FrameType::Ping, kAcknowledges, 0, "12345678"), failed(4)),
+      flooding("empty data", kHead, frame(FrameType::Data, 0, 1, ""), failed(4)),
+      flooding("padding alone", kHead,
+               frame(FrameType::Data, 8, 1, std::string("\xff") + std::string(255, '\0')), failed(4)),
+      flooding("windows", "", frame(FrameType::WindowUpdate, 0, 1, number(1)), failed(4)),
+      flooding("priorities", "", frame(FrameType::Priority, 0, 1, number(3) + "x"), failed(4)),
+      flooding("unknown frames", "", frame(FrameType::Unknown, 0, 0, std::string(100, 'u')), failed(4)),
       flooding("a body", kHead, frame(FrameType::Data, 0, 1, filler), failed(6)),
   });
 }

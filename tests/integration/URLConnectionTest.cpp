@@ -1,7 +1,9 @@
 // What a connection reports of ordinary and of hostile answers.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -9,7 +11,9 @@
 
 #include "tests/integration/RecordingDelegate.h"
 #include "tests/support/FreePort.h"
+#include "tests/support/NginxServer.h"
 #include "tests/support/RawServer.h"
+#include "tests/support/ThreadRefusal.h"
 #include "tests/support/WaitUntil.h"
 
 using test::fetch;
@@ -51,6 +55,26 @@ TEST(URLConnection, ReportsWhatCannotBeLoaded) {
   }
   EXPECT_EQ(fetch("ftp://h/x").error->domain, "NSURLErrorDomain");
   EXPECT_FALSE(fetch("ftp://h/x").error->localizedDescription.empty());
+}
+
+TEST(URLConnection, AThreadThatWasRefusedOnceIsMadeForTheNextLoad) {
+  RawServer server(RawServer::answering(answer("hello")));
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    EXPECT_EQ(fetch(server.url("/")).events, (Events{"fail -1"}));
+  }
+  EXPECT_EQ(fetch(server.url("/")).events, (Events{"response 200", "data", "finish"}));
+}
+
+TEST(URLConnection, WithoutDescriptorsTheFirstLoadFailsAndALaterOneDoesNot) {
+  const test::NginxServer server;  // not of this process, whose descriptors are gone
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(fetch(server.url("/text")).events, (Events{"fail -1"}));
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(fetch(server.url("/text")).events, (Events{"response 200", "data", "finish"}));
 }
 
 TEST(URLConnection, ReportsARefusedConnection) {

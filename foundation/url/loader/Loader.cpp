@@ -15,7 +15,9 @@
 
 #include "foundation/base/Trace.h"
 #include "foundation/runloop/BlockedSignals.h"
+#include "foundation/security/OpenSSLUse.h"
 #include "foundation/url/loader/FileLoad.h"
+#include "foundation/url/loader/ReadAllowance.h"
 #include "foundation/url/loader/Transfer.h"
 #include "foundation/url/loader/WireRequest.h"
 
@@ -63,8 +65,8 @@ Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient>
     client->failed(std::move(*error));
   } else if (request.url()->isFile()) {
     startFileLoad(*request.url(), limits_.bodyBytes, std::move(client));
-  } else if (!isRunning_) {
-    client->failed(makeURLError(URLErrorCode::Unknown, "the loader thread could not be started"));
+  } else if (!isUp()) {
+    client->failed(makeURLError(URLErrorCode::Unknown, "the loader could not be started"));
   } else {
     post([this, id, request = std::move(request), client = std::move(client)]() mutable {
       transfers_.emplace(id, std::make_unique<Transfer>(*this, id, std::move(request), std::move(client)));
@@ -136,16 +138,56 @@ Loader::Loader()
     : limits_(Limits::ofThisProcess()),
       slots_(limits_.transfers),
       proxies_([this](std::function<void()> block) { post(std::move(block)); }) {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  multi_.reset(curl_multi_init());
-  share_.reset(curl_share_init());
-  epoll_ = epoll_create1(EPOLL_CLOEXEC);
-  wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+}
+
+/// Whether there is a loader thread; makes it when there is none yet. What the system refuses now it may grant to the next
+/// load.
+bool Loader::isUp() {
+  const std::lock_guard lock(mutex_);
+  if (thread_.joinable()) {
+    return true;
+  }
+  const OpenSSLUse use;
+  if (!use.isAllowed()) {
+    return false;  // the process is ending
+  }
+  if (!prepareLocked()) {
+    trace(TraceLevel::Error, "the loader has no descriptors or memory to start");
+    return false;
+  }
+  try {
+    const BlockedSignals blocked;
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error& error) {
+    trace(TraceLevel::Error, std::string("the loader thread cannot be started: ") + error.what());
+    return false;
+  }
+  // Cancels of loads that failed for want of a thread may wait already.
+  eventfd_write(wakeUp_, 1);
+  // Registered after the libraries beneath registered theirs, so it runs before they are taken down.
+  std::atexit(&Loader::stopAtExit);
+  return true;
+}
+
+/// Makes what the thread needs, as far as it is not there yet.
+bool Loader::prepareLocked() {
+  if (!multi_) {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    multi_.reset(curl_multi_init());
+  }
+  if (!share_) {
+    share_.reset(curl_share_init());
+  }
+  if (epoll_ < 0) {
+    epoll_ = epoll_create1(EPOLL_CLOEXEC);
+  }
+  if (wakeUp_ < 0) {
+    wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  }
   epoll_event wakeUpEvent{.events = EPOLLIN, .data = {.fd = wakeUp_}};
   if (multi_ == nullptr || share_ == nullptr || epoll_ < 0 || wakeUp_ < 0 ||
-      epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0) {
-    trace(TraceLevel::Error, "the loader has no descriptors or memory to start");
-    return;
+      (epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0 && errno != EEXIST)) {
+    return false;
   }
   curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &Loader::onSocket);
@@ -153,16 +195,7 @@ Loader::Loader()
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERFUNCTION, &Loader::onTimer);
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERDATA, this);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(limits_.transfers));
-  try {
-    const BlockedSignals blocked;
-    thread_ = std::thread([this] { run(); });
-  } catch (const std::system_error& error) {
-    trace(TraceLevel::Error, std::string("the loader thread cannot be started: ") + error.what());
-    return;
-  }
-  isRunning_ = true;
-  // Registered after the libraries beneath registered theirs, so it runs before they are taken down.
-  std::atexit(&Loader::stopAtExit);
+  return true;
 }
 
 void Loader::stopAtExit() {
@@ -194,6 +227,7 @@ void Loader::turn() {
   std::array<epoll_event, 128> events;
   const int count = epoll_wait(epoll_, events.data(), events.size(), millisecondsToWait());
   now_ = Clock::now();
+  ReadAllowance::beginTurn();
   for (int i = 0; i < count; ++i) {
     if (events[static_cast<std::size_t>(i)].data.fd == wakeUp_) {
       eventfd_t value = 0;

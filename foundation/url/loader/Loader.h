@@ -37,7 +37,7 @@ enum class ServerTrust {
 /// libcurl's multi interface in its socket form. Starting, cancelling and answering may be done on any thread
 /// and never wait; everything else happens on the loader thread, the only one to touch a curl handle.
 ///
-/// Made by the first load; its thread is ended and joined when the process exits. The object is never
+/// Its thread is made by the first load, and ended and joined when the process exits. The object is never
 /// destroyed, so threads that are still running then find it.
 class Loader {
  public:
@@ -103,6 +103,8 @@ class Loader {
 
  private:
   Loader();
+  bool isUp();
+  bool prepareLocked();
   static void stopAtExit();
   void run();
   void turn();
@@ -127,10 +129,9 @@ class Loader {
   MultiHandle multi_;
   int epoll_ = -1;
   int wakeUp_ = -1;
+  // Made under the lock, before there is a thread.
   std::thread thread_;
   std::thread::id threadId_;
-  /// Set once, in the constructor.
-  bool isRunning_ = false;
 
   std::mutex mutex_;
   std::vector<std::function<void()>> commands_;

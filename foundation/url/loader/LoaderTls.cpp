@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "foundation/security/CertificateStore.h"
+#include "foundation/url/loader/ReadAllowance.h"
 
 namespace foundation {
 
@@ -47,7 +48,8 @@ struct HandshakeCallbacks {
   static int verify(X509_STORE_CTX* context, void* argument) {
     auto& handshake = *static_cast<Handshake*>(argument);
     auto* tls = static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    const bool isTrusted = handshake.client_ != nullptr && isTrustedServer(handshake, context, tls);
+    const bool isTrusted =
+        handshake.client_ != nullptr && isTrustedServer(handshake, context, tls) && ReadAllowance::limit(tls);
     handshake.client_ = nullptr;
     // Else every read from here on would run as a job of its own.
     SSL_clear_mode(tls, SSL_MODE_ASYNC);

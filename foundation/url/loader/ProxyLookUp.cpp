@@ -1,5 +1,6 @@
 #include "foundation/url/loader/ProxyLookUp.h"
 
+#include <fcntl.h>
 #include <gio/gio.h>
 
 #include <array>
@@ -7,7 +8,9 @@
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "foundation/base/Descriptor.h"
 #include "foundation/base/Trace.h"
 #include "foundation/runloop/DispatchQueue.h"
 
@@ -24,7 +27,25 @@ bool knowsSettings(GProxyResolver* resolver) {
          g_proxy_resolver_is_supported(resolver);
 }
 
+/// GIO ends the process when there is no descriptor for a plug-in that it has seen before.
+bool areDescriptorsLeft() {
+  constexpr std::size_t kEnough = 16;
+  std::vector<Descriptor> opened;
+  while (opened.size() < kEnough) {
+    Descriptor descriptor(open("/", O_PATH | O_CLOEXEC));
+    if (!descriptor.isOpen()) {
+      return false;
+    }
+    opened.push_back(std::move(descriptor));
+  }
+  return true;
+}
+
 ProxyChoice ask(const std::string& url) {
+  if (desktop == Desktop::NotAskedYet && !areDescriptorsLeft()) {
+    trace(TraceLevel::Warning, "no descriptors for the desktop's proxy settings");
+    return std::nullopt;
+  }
   // One for the process. Our own once, because GLib's is nothing that a thread sanitizer can see.
   static GProxyResolver* const resolver = g_proxy_resolver_get_default();
   if (!knowsSettings(resolver)) {

@@ -202,6 +202,76 @@ TEST(ThreadRunLoop, EveryPostWakesAThreadThatSleeps) {
   EXPECT_EQ(ran, kPosts);
 }
 
+TEST(ThreadRunLoop, WakesForWorkAroundTheEndOfItsPatience) {
+  // Each post finds the thread on its way to sleep: one wake-up that is lost ends the round for good.
+  constexpr int kPosts = 10'000;
+  const auto loop = std::make_shared<ThreadRunLoop>();
+  std::atomic<bool> stopped{false};
+  std::atomic<int> ran{0};
+  std::thread thread([&] {
+    const ThreadRunLoop::Scope scope(loop);
+    const auto isStopped = [&] { return stopped.load(); };
+    while (!stopped) {
+      loop->waitForTurn(ThreadRunLoop::Clock::now(), 1us, isStopped, 50us);
+      loop->runPass(isStopped);
+    }
+  });
+  const auto end = ThreadRunLoop::Clock::now() + 60s;
+  for (int i = 0; i < kPosts && ThreadRunLoop::Clock::now() < end; ++i) {
+    loop->perform([&] { ++ran; });
+    while (ran == i && ThreadRunLoop::Clock::now() < end) {
+      std::this_thread::yield();
+    }
+  }
+  stopped = true;
+  loop->wake();
+  thread.join();
+  EXPECT_EQ(ran, kPosts);
+}
+
+TEST(ThreadRunLoop, LooksByItselfAsLongAsItIsPatient) {
+  std::atomic<int> looks{0};
+  std::atomic<bool> stopped{false};
+  const auto loop = std::make_shared<ThreadRunLoop>();
+  std::atomic<bool> done{false};
+  const auto epoch = ThreadRunLoop::Clock::now();
+  const auto isStopped = [&] {
+    ++looks;
+    return stopped.load();
+  };
+  std::thread thread([&] {
+    const ThreadRunLoop::Scope scope(loop);
+    loop->waitForTurn(epoch, 10ms, isStopped, 100ms);
+    done = true;
+  });
+  while (ThreadRunLoop::Clock::now() < epoch + 300ms) {
+    std::this_thread::yield();
+  }
+  EXPECT_FALSE(done);
+  const int looksOfPatience = looks;
+  EXPECT_GE(looksOfPatience, 2) << "it has looked at points of the grid";
+  while (ThreadRunLoop::Clock::now() < epoch + 500ms) {
+    std::this_thread::yield();
+  }
+  EXPECT_LE(looks, looksOfPatience + 5) << "and then no more";
+  loop->perform([] {});
+  thread.join();
+  EXPECT_TRUE(done);
+}
+
+TEST(ThreadRunLoop, WorkOfItsPatienceIsThereAtTheNextPoint) {
+  const ThreadRunLoop::Scope scope;
+  const auto epoch = ThreadRunLoop::Clock::now();
+  std::thread poster([loop = scope.loop()] { loop->perform([] {}); });
+  scope.loop()->waitForTurn(epoch, 40ms, never, 1h);
+  poster.join();
+  EXPECT_GE(ThreadRunLoop::Clock::now(), epoch + 40ms);
+  int ran = 0;
+  scope.loop()->perform([&] { ++ran; });
+  scope.loop()->runPass(never);
+  EXPECT_EQ(ran, 1);
+}
+
 TEST(ThreadRunLoop, WithNothingQueuedItDoesNotWake) {
   std::atomic<int> looks{0};
   std::atomic<bool> stopped{false};

@@ -248,6 +248,28 @@ TEST_F(TrustTest, EvaluatesAgainByAnotherPolicy) {
   EXPECT_EQ(trust.statusChain(), (StatusChain{{WrongPurpose}}));
 }
 
+TEST_F(TrustTest, KnowsItsLastResultForThatPolicyAndThePresentOnly) {
+  const TrustPolicy policy = TrustPolicy::ssl("localhost");
+  const TrustPolicy other = TrustPolicy::ssl("elsewhere.test");
+  Trust trust(chainOf(authority_.good()), policy);
+  EXPECT_EQ(trust.lastResult(policy), std::nullopt);
+  EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
+  EXPECT_EQ(trust.lastResult(policy), TrustResult::Unspecified);
+  EXPECT_EQ(Trust(trust).lastResult(policy), TrustResult::Unspecified);
+  EXPECT_EQ(trust.lastResult(other), std::nullopt);
+  EXPECT_EQ(trust.lastResult(TrustPolicy::basicX509()), std::nullopt);
+
+  trust.setPolicy(other);
+  EXPECT_EQ(evaluate(trust), TrustResult::RecoverableTrustFailure);
+  EXPECT_EQ(trust.lastResult(policy), std::nullopt);
+  EXPECT_EQ(trust.lastResult(other), TrustResult::RecoverableTrustFailure);
+
+  trust.setPolicy(policy);
+  trust.setVerifyDate(kYear2020);
+  EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
+  EXPECT_EQ(trust.lastResult(policy), std::nullopt);
+}
+
 TEST_F(TrustTest, ComparesHosts) {
   const Chain chain = chainOf(authority_.issue(
       {.name = "hosts",
