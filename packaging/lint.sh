@@ -10,5 +10,5 @@ clang-format --dry-run --Werror "${all[@]}"
 # headers look to it like leaks.
 mapfile -t sources < <(git ls-files 'foundation/*.cpp' 'support/*.cpp' 'common/*.cpp' 'httpPool/*.cpp' 'plugins/*.cpp' 'tools/*.cpp' \
   examples/cpp/callback.cpp 'examples/desktop/*.cpp' 'examples/gtk/*.cpp')
-printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "build/$preset"
+packaging/tidy.py "build/$preset" "${sources[@]}"
 echo "lint: ${#all[@]} files formatted, ${#sources[@]} sources checked"

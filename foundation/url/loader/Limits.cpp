@@ -51,7 +51,7 @@ std::size_t openDescriptors() {
 /// A transfer holds one descriptor, and two more while its host name is being looked up; the host needs some
 /// for what it opens later.
 std::size_t transfersUnderDescriptorLimit() {
-  constexpr std::size_t kKeptFree = 64, kPerTransfer = 3, kFewest = 4, kMost = 4096;
+  constexpr std::size_t kKeptFree = 64, kPerTransfer = 3, kFewest = 4, kMost = 16'384;
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
     return kFewest;
