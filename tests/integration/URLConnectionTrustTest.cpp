@@ -184,8 +184,11 @@ TEST_P(URLConnectionTrust, MayBeCancelledWhileItStandsStill) {
     accept(*delegate.challenges.front());
     EXPECT_TRUE(server.waitForOpenConnections(0));
     EXPECT_EQ(delegate.events, Events{"trust"});
+    if (!isAnswered) {
+      // An answer may be carried out before the cancel comes.
+      EXPECT_EQ(server.accesses().size(), 0U);
+    }
   }
-  EXPECT_EQ(server.accesses().size(), 0U);
 }
 
 TEST_P(URLConnectionTrust, OfAChallengedServerIsAskedAboutOnceInALoad) {

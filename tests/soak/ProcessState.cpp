@@ -22,6 +22,7 @@ std::size_t entriesOf(const char* folder) {
   return count;
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 /// The figure of the last line of malloc_info(3) that begins like that; those lines are of all arenas together.
 std::size_t figure(const std::string& info, const std::string& line) {
   const std::size_t begin = info.rfind("<" + line);
@@ -44,6 +45,7 @@ std::size_t allocatedBytes() {
   return figure(info, "system type=\"current\"") + figure(info, "total type=\"mmap\"") -
          figure(info, "total type=\"fast\"") - figure(info, "total type=\"rest\"");
 }
+#endif
 
 }  // namespace
 
