@@ -207,7 +207,7 @@ void MacDownloader::RunThread(std::latch& over) {
   ThreadProc();
   std::vector<HandOver> last = std::exchange(m_handOvers, {});
   over.count_down();
-  Post(std::move(last));
+  PostAll(std::move(last));
 }
 
 void MacDownloader::ThreadProc() {
@@ -245,7 +245,7 @@ void MacDownloader::RunConnection() {
     scope.loop()->runPass(isStopped);
     m_bTurning = false;
     if (!m_bFinalStateSet) {
-      Post(std::exchange(m_handOvers, {}));
+      PostAll(std::exchange(m_handOvers, {}));
     }
   }
   connection.cancel();
@@ -293,17 +293,23 @@ void MacDownloader::OnDownloadStateChanged() {
     return;
   }
   const int argument = GetDownloadState() == HTTP_CALL_RECEIVING ? GetNewReceivedDataLength() : 0;
-  m_handOvers.push_back({m_pDownloadEngine->baseThread(), std::move(self), argument});
-  if (!m_bTurning) {
-    Post(std::exchange(m_handOvers, {}));
+  HandOver handOver{m_pDownloadEngine->baseThread(), std::move(self), argument};
+  if (m_bTurning) {
+    m_handOvers.push_back(std::move(handOver));
+  } else {
+    Post(std::move(handOver));
   }
 }
 
-void MacDownloader::Post(std::vector<HandOver>&& handOvers) {
+void MacDownloader::Post(HandOver&& handOver) {
+  handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
+    downloader->DownloadStateChanged(argument);
+  });
+}
+
+void MacDownloader::PostAll(std::vector<HandOver>&& handOvers) {
   for (HandOver& handOver : handOvers) {
-    handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
-      downloader->DownloadStateChanged(argument);
-    });
+    Post(std::move(handOver));
   }
 }
 

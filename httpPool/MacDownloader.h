@@ -157,7 +157,8 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void FailWithoutThread(int error);
   int CreateThread();
   void RunThread(std::latch& over);
-  static void Post(std::vector<HandOver>&& handOvers);
+  static void Post(HandOver&& handOver);
+  static void PostAll(std::vector<HandOver>&& handOvers);
   void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();

@@ -34,8 +34,10 @@ class Uses {
 
  private:
   Uses() {
-    // OpenSSL registers its end now, if it has not yet: what is registered after that runs before it.
-    isOver_ = OPENSSL_init_crypto(0, nullptr) != 1 || std::atexit([] { ofThisProcess().stop(); }) != 0;
+    // OpenSSL registers its end now, if it has not yet: what is registered after that runs before it. Asked for nothing
+    // it would do nothing.
+    isOver_ = OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) != 1 ||
+              std::atexit([] { ofThisProcess().stop(); }) != 0;
   }
 
   void stop() {

@@ -65,7 +65,7 @@ Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient>
     client->failed(std::move(*error));
   } else if (request.url()->isFile()) {
     startFileLoad(*request.url(), limits_.bodyBytes, std::move(client));
-  } else if (!isUp()) {
+  } else if (!bringUp()) {
     client->failed(makeURLError(URLErrorCode::Unknown, "the loader could not be started"));
   } else {
     post([this, id, request = std::move(request), client = std::move(client)]() mutable {
@@ -123,6 +123,9 @@ void Loader::post(std::function<void()> command) {
   bool wasEmpty = false;
   {
     const std::lock_guard lock(mutex_);
+    if (!isUp_) {
+      return;  // there is no transfer that it could be for
+    }
     wasEmpty = commands_.empty();
     commands_.push_back(std::move(command));
   }
@@ -142,9 +145,9 @@ Loader::Loader()
 
 /// Whether there is a loader thread; makes it when there is none yet. What the system refuses now it may grant to the next
 /// load.
-bool Loader::isUp() {
+bool Loader::bringUp() {
   const std::lock_guard lock(mutex_);
-  if (thread_.joinable()) {
+  if (isUp_) {
     return true;
   }
   const OpenSSLUse use;
@@ -162,8 +165,7 @@ bool Loader::isUp() {
     trace(TraceLevel::Error, std::string("the loader thread cannot be started: ") + error.what());
     return false;
   }
-  // Cancels of loads that failed for want of a thread may wait already.
-  eventfd_write(wakeUp_, 1);
+  isUp_ = true;
   // Registered after the libraries beneath registered theirs, so it runs before they are taken down.
   std::atexit(&Loader::stopAtExit);
   return true;

@@ -68,7 +68,7 @@ class Loader {
   /// The other answer: the load fails with ServerCertificateUntrusted.
   void refuseServer(LoadId load);
 
-  /// Runs `command` on the loader thread. Any thread.
+  /// Runs `command` on the loader thread, if there is one. Any thread.
   void post(std::function<void()> command);
 
   // For transfers, on the loader thread.
@@ -103,7 +103,7 @@ class Loader {
 
  private:
   Loader();
-  bool isUp();
+  bool bringUp();
   bool prepareLocked();
   static void stopAtExit();
   void run();
@@ -134,6 +134,7 @@ class Loader {
   std::thread::id threadId_;
 
   std::mutex mutex_;
+  bool isUp_ = false;
   std::vector<std::function<void()>> commands_;
   LoadId lastId_ = 0;
   bool stopping_ = false;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -38,6 +39,13 @@ void exitDuringAUse() {
     isOver = true;
   }).detach();
   test::waitUntil([] { return hasBegun.load(); });
+  // Whoever used OpenSSL first, it takes itself down after that.
+  OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
+  OPENSSL_atexit([] {
+    if (!isOver) {
+      _exit(6);
+    }
+  });
   std::atexit([] { isExiting = true; });
   std::exit(5);
 }
