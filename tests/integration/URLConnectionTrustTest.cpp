@@ -182,10 +182,10 @@ TEST_P(URLConnectionTrust, MayBeCancelledWhileItStandsStill) {
       }
     }
     accept(*delegate.challenges.front());
-    EXPECT_TRUE(server.waitForOpenConnections(0));
     EXPECT_EQ(delegate.events, Events{"trust"});
     if (!isAnswered) {
       // An answer may be carried out before the cancel comes.
+      EXPECT_TRUE(server.waitForOpenConnections(0));
       EXPECT_EQ(server.accesses().size(), 0U);
     }
   }
