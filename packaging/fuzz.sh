@@ -14,17 +14,18 @@ packaging/build.sh fuzz
 
 run() {
   local name=$1 seconds=$2 longest=70000 patience=10
-  local log="build/fuzz/$name.log" found="build/fuzz/found/$name" dictionary=()
+  # Targets may work in folders of their own, so every path is whole.
+  local log="$PWD/build/fuzz/$name.log" found="$PWD/build/fuzz/found/$name" dictionary=()
   case $name in
     operations) longest=400 patience=120 ;;  # an input waits for its requests
     job_file | trust_settings) longest=8000 ;;
   esac
   if [[ -f fuzz/$name.dict ]]; then
-    dictionary=("-dict=fuzz/$name.dict")
+    dictionary=("-dict=$PWD/fuzz/$name.dict")
   fi
   mkdir -p "$found"
   if ! "build/fuzz/bin/fuzz_$name" -max_total_time="$seconds" -max_len="$longest" -timeout="$patience" -rss_limit_mb=2048 \
-    -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${dictionary[@]}" "$found" "fuzz/corpus/$name" >"$log" 2>&1; then
+    -print_final_stats=1 -artifact_prefix="$PWD/build/fuzz/$name-" "${dictionary[@]}" "$found" "$PWD/fuzz/corpus/$name" >"$log" 2>&1; then
     tail -n 40 "$log" >&2
     echo "fuzz target $name failed" >&2
     return 1

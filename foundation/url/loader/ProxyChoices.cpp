@@ -43,11 +43,11 @@ void ProxyChoices::find(const URL& url, Clock::time_point now, Answer answer) {
   }
   choice.asked = now;
   lookUp_(origin, [this, origin](ProxyChoice proxy) {
-    post_([this, origin, proxy = std::move(proxy)]() mutable { answered(origin, std::move(proxy)); });
+    post_([this, origin, proxy = std::move(proxy)] { answered(origin, proxy); });
   });
 }
 
-void ProxyChoices::answered(const std::string& origin, ProxyChoice proxy) {
+void ProxyChoices::answered(const std::string& origin, const ProxyChoice& proxy) {
   const auto known = choices_.find(origin);
   known->second.proxy = proxy;
   // Whoever is answered may ask anew, and so move the table.

@@ -40,7 +40,7 @@ class ProxyChoices {
     std::vector<Answer> waiting;
   };
 
-  void answered(const std::string& origin, ProxyChoice proxy);
+  void answered(const std::string& origin, const ProxyChoice& proxy);
   void makeRoom();
 
   const Post post_;
