@@ -7,6 +7,8 @@ preset=$1
 shift
 mkdir -p "build/$preset"
 log="build/$preset/build.log"
+# What the compiler cache has of another checkout serves here as well.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}" CCACHE_NOHASHDIR=1
 start=$SECONDS
 if ! { cmake --preset "$preset" "$@" && cmake --build --preset "$preset"; } >"$log" 2>&1; then
   tail -n 80 "$log" >&2
