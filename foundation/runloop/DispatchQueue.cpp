@@ -266,6 +266,11 @@ WorkerQueues& workerQueues() {
   return *queues;
 }
 
+/// Made as the library is loaded: what a thread is still making while another one forks stays half made in the child.
+[[gnu::constructor]] void makeWorkerQueues() {
+  workerQueues();
+}
+
 }  // namespace
 
 DispatchQueue::~DispatchQueue() = default;

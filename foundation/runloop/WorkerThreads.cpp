@@ -32,6 +32,11 @@ int createDetached(void* (*entry)(void*), void* argument) {
   return error;
 }
 
+/// Made as the library is loaded: what a thread is still making while another one forks stays half made in the child.
+[[gnu::constructor]] void makeSharedThreads() {
+  WorkerThreads::shared();
+}
+
 }  // namespace
 
 /// A thread and what it is to run next. Shared by the thread and by whoever wakes it, because a thread may run its
