@@ -1,7 +1,6 @@
 #include "foundation/base/JsonText.h"
 
 #include <locale.h>
-#include <rapidjson/encodedstream.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
@@ -202,12 +201,15 @@ std::string jsonText(const Dictionary& dictionary) {
 std::optional<Dictionary> dictionaryFromJsonText(std::string_view text) {
   constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
                               rapidjson::kParseNumbersAsStringsFlag;
-  rapidjson::MemoryStream stream(text.data(), text.size());
-  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(stream);
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (text.starts_with(kByteOrderMark)) {
+    text.remove_prefix(kByteOrderMark.size());
+  }
+  rapidjson::MemoryStream input(text.data(), text.size());
   Reader reader;
   Builder builder;
   // The reader takes a zero byte for the end of the text.
-  if (!reader.Parse<kFlags>(input, builder) || stream.Tell() != text.size()) {
+  if (!reader.Parse<kFlags>(input, builder) || input.Tell() != text.size()) {
     return std::nullopt;
   }
   Value root = builder.take();
