@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/base/ExitBarrier.h"
+
 namespace foundation {
 
 /// A use of OpenSSL, as long as the object lives, on a thread that the end of the process does not wait for. OpenSSL
@@ -8,15 +10,12 @@ namespace foundation {
 class OpenSSLUse {
  public:
   OpenSSLUse();
-  ~OpenSSLUse();
-  OpenSSLUse(const OpenSSLUse&) = delete;
-  OpenSSLUse& operator=(const OpenSSLUse&) = delete;
 
   /// False: OpenSSL must not be called any more.
-  bool isAllowed() const { return isAllowed_; }
+  bool isAllowed() const { return use_.isAllowed(); }
 
  private:
-  const bool isAllowed_;
+  const ExitBarrier::Use use_;
 };
 
 }  // namespace foundation

@@ -2,20 +2,17 @@
 
 #include <fcntl.h>
 #include <gio/gio.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "foundation/base/Descriptor.h"
+#include "foundation/base/ExitBarrier.h"
 #include "foundation/base/Trace.h"
 #include "foundation/runloop/DispatchQueue.h"
 
@@ -32,50 +29,14 @@ bool knowsSettings(GProxyResolver* resolver) {
          g_proxy_resolver_is_supported(resolver);
 }
 
-/// The look-ups that are under way. GIO loads plug-ins for them; when the process ends meanwhile, their libraries are
-/// begun anew after they have been ended, and that ends the process by a signal. So the exit waits for them, but not for
-/// long, because a script among the settings may take its time; those that come later are not begun.
-class LookUps {
- public:
-  static LookUps& ofThisProcess() {
-    // Never destroyed: a worker may still come while the process exits.
-    static LookUps* const all = new LookUps;
-    return *all;
-  }
-
-  bool begin() {
-    const std::lock_guard lock(mutex_);
-    running_ += isOver_ ? 0 : 1;
-    return !isOver_;
-  }
-  void end() {
-    const std::lock_guard lock(mutex_);
-    --running_;
-    changed_.notify_all();
-  }
-
- private:
-  LookUps() {
-    isOver_ = std::atexit([] { ofThisProcess().stop(); }) != 0;
-  }
-
-  void stop() {
-    constexpr std::chrono::seconds kLongest{2};
-    // The child of a fork has not got the workers.
-    if (getpid() != process_) {
-      return;
-    }
-    std::unique_lock lock(mutex_);
-    isOver_ = true;
-    changed_.wait_for(lock, kLongest, [&] { return running_ == 0; });
-  }
-
-  const pid_t process_ = getpid();
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int running_ = 0;
-  bool isOver_ = false;
-};
+/// GIO loads plug-ins for a look-up; when the process ends meanwhile, their libraries are begun anew after they have been
+/// ended, and that ends the process by a signal. So the exit waits for look-ups, but not for long, because a script among
+/// the settings may take its time.
+ExitBarrier& lookUps() {
+  constexpr std::chrono::seconds kLongest{2};
+  static ExitBarrier& barrier = *new ExitBarrier(kLongest);
+  return barrier;
+}
 
 /// GIO ends the process when there is no descriptor for a plug-in that it has seen before.
 bool areDescriptorsLeft() {
@@ -123,12 +84,11 @@ void findProxy(const std::string& url, std::function<void(ProxyChoice)> answer) 
     return;
   }
   DispatchQueue::workers().async([url, answer = std::move(answer)] {
-    LookUps& lookUps = LookUps::ofThisProcess();
-    if (!lookUps.begin()) {
-      return;  // nobody waits for it any more
+    const ExitBarrier::Use lookUp(lookUps());
+    // Too late, nobody waits for the answer any more.
+    if (lookUp.isAllowed()) {
+      answer(ask(url));
     }
-    answer(ask(url));
-    lookUps.end();
   });
 }
 
