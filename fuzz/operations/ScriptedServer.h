@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace operations {
+
 class ScriptedServer {
  public:
   static ScriptedServer& shared();
@@ -24,3 +26,5 @@ class ScriptedServer {
   int listener_;
   int port_ = 0;
 };
+
+}  // namespace operations

@@ -1,4 +1,4 @@
-#include "fuzz/ScriptedServer.h"
+#include "fuzz/operations/ScriptedServer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -16,6 +16,7 @@
 
 #include "fuzz/Require.h"
 
+namespace operations {
 namespace {
 
 std::string answer(const std::string& status, const std::string& fields, const std::string& body) {
@@ -173,3 +174,5 @@ void ScriptedServer::serve() const {
     }
   }
 }
+
+}  // namespace operations
