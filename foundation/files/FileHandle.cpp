@@ -1,12 +1,24 @@
 #include "foundation/files/FileHandle.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cstddef>
 
 #include "foundation/base/Descriptor.h"
 #include "foundation/files/WholeWrite.h"
 
 namespace foundation {
+namespace {
+
+/// The size of an open file, below 0 when it is not told.
+off_t sizeOf(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 ? status.st_size : -1;
+}
+
+}  // namespace
 
 std::optional<FileHandle> FileHandle::forAppendingAtPath(const std::string& path) {
   RegularFile file(path, RegularFile::Access::Appending);
@@ -17,7 +29,18 @@ std::optional<FileHandle> FileHandle::forAppendingAtPath(const std::string& path
 }
 
 bool FileHandle::writeData(std::string_view bytes) {
-  return writeWhole(file_.descriptor(), bytes);
+  const int descriptor = file_.descriptor();
+  const off_t before = sizeOf(descriptor);
+  const std::size_t written = writeWhatFits(descriptor, bytes);
+  if (written == bytes.size()) {
+    return true;
+  }
+  // The disk is full, or the file as large as it may become: half of what belongs together would spoil what is appended
+  // when there is room again.
+  if (written > 0 && before >= 0 && sizeOf(descriptor) == before + static_cast<off_t>(written)) {
+    [[maybe_unused]] const int ignored = ftruncate(descriptor, before);
+  }
+  return false;
 }
 
 bool createFileAtPath(const std::string& path) {

@@ -45,20 +45,25 @@ class WriteSignals {
 
 }  // namespace
 
-bool writeWhole(int descriptor, std::string_view bytes) {
+std::size_t writeWhatFits(int descriptor, std::string_view bytes) {
   const WriteSignals signals;
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = write(descriptor, bytes.data() + done, bytes.size() - done);
     if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
+      done += static_cast<std::size_t>(written);
     } else if (written == 0 || errno != EINTR) {
       const int error = errno;
       signals.discard(error);
       errno = error;
-      return false;
+      break;
     }
   }
-  return true;
+  return done;
+}
+
+bool writeWhole(int descriptor, std::string_view bytes) {
+  return writeWhatFits(descriptor, bytes) == bytes.size();
 }
 
 }  // namespace foundation

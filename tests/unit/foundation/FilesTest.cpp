@@ -132,7 +132,7 @@ class SizeLimit {
   rlimit limit_{};
 };
 
-TEST_F(AppendedFile, TakesWhatFitsAndSaysThatItWasNotAll) {
+TEST_F(AppendedFile, TakesAllOrNothing) {
   test::writeFile(path_, "old");
   bool isWhole = true;
   {
@@ -140,7 +140,9 @@ TEST_F(AppendedFile, TakesWhatFitsAndSaysThatItWasNotAll) {
     isWhole = append("new");
   }
   EXPECT_FALSE(isWhole);
-  EXPECT_EQ(test::readFile(path_), "oldne");
+  EXPECT_EQ(test::readFile(path_), "old");
+  EXPECT_TRUE(append("new"));
+  EXPECT_EQ(test::readFile(path_), "oldnew");
 }
 
 TEST_F(AppendedFile, IsClosedAndNotInherited) {
