@@ -26,9 +26,13 @@ void check(bool isRight, const std::string& what) {
 
 void enterNamespaces(int kinds) {
   const uid_t user = geteuid();
+  const gid_t group = getegid();
   check(unshare(kinds | (user == 0 ? 0 : CLONE_NEWUSER)) == 0, "no namespace");
   if (user != 0) {
     writeFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
+    // Whoever has no group there can make no files in a file system that is mounted there.
+    writeFile("/proc/self/setgroups", "deny");
+    writeFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
   }
   if ((kinds & CLONE_NEWNS) != 0) {
     // What is mounted here stays here.

@@ -1,5 +1,7 @@
 #include "tests/support/OrdinaryUser.h"
 
+#include <grp.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,6 +42,18 @@ void giveToOrdinaryUser(const std::string& folder) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     giveOne(entry.path());
   }
+}
+
+void becomeOrdinaryUser() {
+  if (geteuid() != 0) {
+    return;
+  }
+  if (setgroups(0, nullptr) != 0 || setresgid(kNobody, kNobody, kNobody) != 0 ||
+      setresuid(kNobody, kNobody, kNobody) != 0) {
+    throw std::runtime_error(std::string("cannot become an ordinary user: ") + std::strerror(errno));
+  }
+  // The change took it away, and the leak sanitizer looks at its own process like a debugger.
+  prctl(PR_SET_DUMPABLE, 1);
 }
 
 }  // namespace test
