@@ -1,13 +1,19 @@
-// Proxies named by the environment.
+// Proxies named by the environment, those that are spoken to over TLS among them.
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "tests/host/HostPool.h"
+#include "tests/host/PanelHost.h"
+#include "tests/support/CertificateAuthority.h"
 #include "tests/support/EchoedRequest.h"
 #include "tests/support/FreePort.h"
 #include "tests/support/NginxServer.h"
+#include "tests/support/SquidServer.h"
 
 namespace test {
 namespace {
@@ -45,6 +51,73 @@ TEST(Proxy, IsPassedByWhereTheEnvironmentSaysSo) {
   HostPool pool;
   EXPECT_EQ(pool.run({.url = server.url("/text")}), done("Hello, pool!"));
 }
+
+constexpr int kConfirmed = 1;
+constexpr int kRefused = 6;
+
+class SecureProxy : public testing::TestWithParam<const char*> {
+ protected:
+  SecureProxy() { setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1); }
+
+  /// For all requests, at the host of the parameter.
+  static void use(const SquidServer& proxy) {
+    const std::string url = "https://" + std::string(GetParam()) + ":" + std::to_string(proxy.tlsPort());
+    setenv("http_proxy", url.c_str(), 1);
+    setenv("https_proxy", url.c_str(), 1);
+  }
+
+  CertificateAuthority authority;
+  const PanelHost host{kConfirmed};
+};
+
+TEST_P(SecureProxy, ThatIsInOrderServes) {
+  auto origin = std::make_unique<NginxServer>(NginxServer::Options{.certificate = authority.good()});
+  SquidServer proxy({.certificate = authority.issue({.name = "proxy"})});
+  use(proxy);
+  HostPool pool;
+  const std::string url = origin->url("/text");
+  EXPECT_EQ(pool.run({.url = url}), done("Hello, pool!"));
+  EXPECT_EQ(pool.run({.url = origin->tlsUrl("/text")}), done("Hello, pool!"));
+  EXPECT_EQ(proxy.accesses().front().target, url);
+  // Tunnels are logged when they end.
+  origin.reset();
+  EXPECT_TRUE(proxy.waitForAccesses("CONNECT", 1));
+  EXPECT_TRUE(host.panels().empty());
+}
+
+/// Not even when the origin is at the same host.
+TEST_P(SecureProxy, ThatIsNotInOrderIsRefusedAndNobodyAsked) {
+  const bool isByName = GetParam() == std::string("localhost");
+  const std::vector<CertificateAuthority::Leaf> leaves = {
+      isByName ? authority.issue({.name = "address", .alternativeNames = "IP:127.0.0.1"})
+               : authority.wrongAddress(),
+      authority.wrongHost(), authority.selfSigned(), authority.expired(), authority.unknownRoot()};
+  NginxServer origin({.certificate = authority.good()});
+  HostPool pool;
+  for (const CertificateAuthority::Leaf& leaf : leaves) {
+    SquidServer proxy({.certificate = leaf});
+    use(proxy);
+    for (const std::string& url : {origin.url("/text"), origin.tlsUrl("/text", GetParam())}) {
+      EXPECT_EQ(pool.run({.url = url}), failed(kRefused)) << leaf.chainFile << " " << url;
+    }
+    EXPECT_TRUE(proxy.accesses().empty()) << leaf.chainFile;
+  }
+  EXPECT_TRUE(host.panels().empty());
+  EXPECT_TRUE(origin.accesses().empty());
+}
+
+TEST_P(SecureProxy, LeavesTheOriginsCertificateToTheUser) {
+  NginxServer origin({.certificate = authority.expired()});
+  SquidServer proxy({.certificate = authority.good()});
+  use(proxy);
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.tlsUrl("/text", GetParam())}), done("Hello, pool!"));
+  EXPECT_EQ(host.kinds(), std::vector<std::string>{"trust"});
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SecureProxy, testing::Values("localhost", "127.0.0.1"), [](const auto& info) {
+  return std::string(info.param) == "localhost" ? "ByName" : "ByAddress";
+});
 
 }  // namespace
 }  // namespace test

@@ -8,6 +8,7 @@ namespace {
 // The scheme is noted by a rule that never applies as a whole: it is there for its side effect.
 constexpr const char* kMain = R"(
 http_port 127.0.0.1:@PORT@ @PORTMODE@
+@TLSPORT@
 visible_hostname @NAME@
 pid_filename none
 coredump_dir @FOLDER@
@@ -35,6 +36,9 @@ http_access deny sent_ntlm note_ntlm !all
 @ACCESS@
 http_access deny all
 )";
+
+constexpr const char* kTlsPort =
+    "https_port 127.0.0.1:@TLSPORT@ tls-cert=@FOLDER@/chain.pem tls-key=@FOLDER@/key.pem";
 
 constexpr const char* kPeer =
     "cache_peer 127.0.0.1 parent @ORIGIN@ 0 no-query no-digest no-netdb-exchange originserver";
@@ -86,20 +90,25 @@ std::string squidConfiguration(const SquidConfigurationInput& input) {
   const SquidServer::Mode mode = input.options.mode;
   const bool reverse = mode == SquidServer::Mode::ReverseNtlm;
   const bool open = mode == SquidServer::Mode::ForwardOpen;
-  return filledIn(kMain, {{"PORTMODE", reverse ? "accel defaultsite=localhost no-vhost" : ""},
-                          {"PEER", reverse ? kPeer : ""},
-                          {"HEADER", reverse ? "Authorization" : "Proxy-Authorization"},
-                          {"AUTHENTICATION", authentication(mode)},
-                          {"ACCESS", open ? "http_access allow all"
-                                          : "acl known proxy_auth REQUIRED\nhttp_access allow known"},
-                          {"REALM", reverse ? SquidServer::kReverseRealm : SquidServer::kForwardRealm},
-                          {"NTLMUSER", SquidServer::kNtlm.name},
-                          {"NTLMPASSWORD", SquidServer::kNtlm.password},
-                          {"DOMAIN", SquidServer::kDomain},
-                          {"NAME", input.name},
-                          {"PORT", std::to_string(input.port)},
-                          {"ORIGIN", std::to_string(input.options.originPort)},
-                          {"FOLDER", input.folder}});
+  const bool hasTls = input.options.certificate.has_value();
+  return filledIn(
+      kMain,
+      {{"TLSPORT",
+        hasTls ? filledIn(kTlsPort, {{"TLSPORT", std::to_string(input.tlsPort)}, {"FOLDER", input.folder}})
+               : ""},
+       {"PORTMODE", reverse ? "accel defaultsite=localhost no-vhost" : ""},
+       {"PEER", reverse ? kPeer : ""},
+       {"HEADER", reverse ? "Authorization" : "Proxy-Authorization"},
+       {"AUTHENTICATION", authentication(mode)},
+       {"ACCESS", open ? "http_access allow all" : "acl known proxy_auth REQUIRED\nhttp_access allow known"},
+       {"REALM", reverse ? SquidServer::kReverseRealm : SquidServer::kForwardRealm},
+       {"NTLMUSER", SquidServer::kNtlm.name},
+       {"NTLMPASSWORD", SquidServer::kNtlm.password},
+       {"DOMAIN", SquidServer::kDomain},
+       {"NAME", input.name},
+       {"PORT", std::to_string(input.port)},
+       {"ORIGIN", std::to_string(input.options.originPort)},
+       {"FOLDER", input.folder}});
 }
 
 std::string sambaConfiguration(const std::string& folder) {

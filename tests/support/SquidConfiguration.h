@@ -12,6 +12,7 @@ struct SquidConfigurationInput {
   std::string folder;
   std::string name;
   int port = 0;
+  int tlsPort = 0;
   SquidServer::Options options;
 };
 

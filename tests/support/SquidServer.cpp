@@ -53,6 +53,10 @@ SquidServer::SquidServer(const Options& options) : name_(std::filesystem::path(f
   std::filesystem::create_directory(folder_.file("samba"));
   writeFile(folder_.file("smb.conf"), sambaConfiguration(folder_.path()));
   const User& user = options.mode == Mode::ReverseNtlm ? kReverseBasic : kForwardBasic;
+  if (options.certificate) {
+    writeFile(folder_.file("chain.pem"), readFile(options.certificate->chainFile));
+    writeFile(folder_.file("key.pem"), readFile(options.certificate->keyFile));
+  }
   writeBasicUserFile(folder_.file("basic.users"), user.name, user.password);
   // The port was free when the kernel chose it; who loses the race for it tries another.
   constexpr int kAttempts = 10;
@@ -78,8 +82,11 @@ SquidServer::~SquidServer() {
 
 bool SquidServer::start(const Options& options) {
   port_ = freePort();
-  writeFile(folder_.file("squid.conf"),
-            squidConfiguration({.folder = folder_.path(), .name = name_, .port = port_, .options = options}));
+  tlsPort_ = options.certificate ? freePort() : 0;
+  writeFile(
+      folder_.file("squid.conf"),
+      squidConfiguration(
+          {.folder = folder_.path(), .name = name_, .port = port_, .tlsPort = tlsPort_, .options = options}));
   giveToOrdinaryUser(folder_.path());
   process_ = std::make_unique<ChildProcess>(ChildProcess::Options{
       .arguments = asOrdinaryUser({"/usr/sbin/squid", "-N", "-n", name_, "-f", folder_.file("squid.conf")}),

@@ -10,9 +10,11 @@
 // carried such a request never takes another: send larger bodies with credentials right away.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/support/CertificateAuthority.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -47,6 +49,8 @@ class SquidServer {
     Mode mode = Mode::ForwardOpen;
     /// For ReverseNtlm.
     int originPort = 0;
+    /// What it shows at tlsPort(); without one it has no such port.
+    std::optional<CertificateAuthority::Leaf> certificate = {};
   };
 
   /// One request of the access log; a tunnel's is written when the tunnel ends. Of the credentials it has the
@@ -68,6 +72,7 @@ class SquidServer {
   SquidServer& operator=(const SquidServer&) = delete;
 
   int port() const { return port_; }
+  int tlsPort() const { return tlsPort_; }
   /// "http://127.0.0.1:PORT" and the target; without one the URL of the proxy.
   std::string url(const std::string& target = "") const;
   const std::string& folder() const { return folder_.path(); }
@@ -88,6 +93,7 @@ class SquidServer {
   TemporaryFolder folder_;
   std::string name_;
   int port_ = 0;
+  int tlsPort_ = 0;
   int marks_ = 0;
   std::unique_ptr<ChildProcess> process_;
 };

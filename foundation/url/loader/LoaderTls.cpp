@@ -4,12 +4,19 @@
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
-#include <string_view>
-
 #include "foundation/security/CertificateStore.h"
 #include "foundation/url/loader/ReadAllowance.h"
 
 namespace foundation {
+namespace {
+
+/// What a context shows whose it is by: curl sets a proxy's up as CURLOPT_PROXY_SSLVERSION says. The origin's has no
+/// highest version.
+constexpr int kHighestForProxies = TLS1_3_VERSION;
+constexpr long kVersionsForProxies =
+    static_cast<long>(CURL_SSLVERSION_TLSv1_2) | static_cast<long>(CURL_SSLVERSION_MAX_TLSv1_3);
+
+}  // namespace
 
 /// OpenSSL's side of a handshake.
 struct HandshakeCallbacks {
@@ -22,6 +29,10 @@ struct HandshakeCallbacks {
       return CURLE_OUT_OF_MEMORY;
     }
     SSL_CTX_set1_cert_store(tls, store);
+    if (SSL_CTX_get_max_proto_version(tls) == kHighestForProxies) {
+      SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
+      return CURLE_OK;
+    }
     auto owner = std::make_unique<Owner>(std::make_shared<Handshake>(*static_cast<HandshakeClient*>(client)));
     Handshake* const handshake = owner->get();
     if (SSL_CTX_set_ex_data(tls, ownerIndex(), owner.get()) != 1) {
@@ -45,38 +56,26 @@ struct HandshakeCallbacks {
     delete static_cast<Owner*>(owner);
   }
 
+  static SSL* connectionOf(X509_STORE_CTX* context) {
+    return static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
+  }
+
+  /// Nobody is asked about a proxy: its certificate is in order, and for the proxy's name or address (which curl
+  /// compares), or it is refused.
+  static int verifyProxy(X509_STORE_CTX* context, void*) {
+    return X509_verify_cert(context) == 1 && ReadAllowance::limit(connectionOf(context)) ? 1 : 0;
+  }
+
   static int verify(X509_STORE_CTX* context, void* argument) {
     auto& handshake = *static_cast<Handshake*>(argument);
-    auto* tls = static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    const bool isTrusted =
-        handshake.client_ != nullptr && isTrustedServer(handshake, context, tls) && ReadAllowance::limit(tls);
+    SSL* const tls = connectionOf(context);
+    const bool isTrusted = handshake.client_ != nullptr && takeChain(handshake, context) && ask(handshake) &&
+                           ReadAllowance::limit(tls);
     handshake.client_ = nullptr;
     // Else every read from here on would run as a job of its own.
     SSL_clear_mode(tls, SSL_MODE_ASYNC);
     X509_STORE_CTX_set_error(context, isTrusted ? X509_V_OK : X509_V_ERR_APPLICATION_VERIFICATION);
     return isTrusted ? 1 : 0;
-  }
-
-  static bool isTrustedServer(Handshake& handshake, X509_STORE_CTX* context, SSL* tls) {
-    const char* name = SSL_get_servername(tls, TLSEXT_NAMETYPE_host_name);
-    if (name != nullptr && isAnothers(*handshake.client_, name)) {
-      return isStrictlyTrusted(context, name);
-    }
-    return takeChain(handshake, context) && ask(handshake);
-  }
-
-  static bool isAnothers(const HandshakeClient& client, std::string_view name) {
-    std::string_view own = client.serverName();
-    if (own.ends_with('.')) {
-      own.remove_suffix(1);
-    }
-    return own != name;
-  }
-
-  /// A proxy's own certificate is not asked about: it holds for that name or it does not.
-  static bool isStrictlyTrusted(X509_STORE_CTX* context, const char* name) {
-    X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
-    return X509_VERIFY_PARAM_set1_host(parameters, name, 0) == 1 && X509_verify_cert(context) == 1;
   }
 
   static bool takeChain(Handshake& handshake, X509_STORE_CTX* context) {
@@ -120,6 +119,10 @@ bool configureTls(CURL* easy, HandshakeClient& client, const std::string& isolat
       !set(CURLOPT_CAINFO, static_cast<char*>(nullptr)) ||
       !set(CURLOPT_CAPATH, static_cast<char*>(nullptr)) || !set(CURLOPT_SSL_SESSIONID_CACHE, 0L) ||
       !set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2)) ||
+      !set(CURLOPT_PROXY_SSL_VERIFYPEER, 1L) || !set(CURLOPT_PROXY_SSL_VERIFYHOST, 2L) ||
+      !set(CURLOPT_PROXY_CAINFO, static_cast<char*>(nullptr)) ||
+      !set(CURLOPT_PROXY_CAPATH, static_cast<char*>(nullptr)) ||
+      !set(CURLOPT_PROXY_SSLVERSION, kVersionsForProxies) ||
       !set(CURLOPT_SSL_CTX_FUNCTION, &HandshakeCallbacks::prepareContext) ||
       !set(CURLOPT_SSL_CTX_DATA, static_cast<void*>(&client))) {
     return false;

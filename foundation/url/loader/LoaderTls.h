@@ -16,8 +16,6 @@ class HandshakeClient {
   /// The server has sent its certificates, and the handshake stands still until Handshake::answer(). On the loader
   /// thread, in the middle of the handshake and on a small stack: only to take note.
   virtual void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) = 0;
-  /// The host of the URL; a handshake for another name is a proxy's.
-  virtual const std::string& serverName() const = 0;
   /// The certificate (DER) that this very server may show without a question; empty: none.
   virtual const std::string& pinnedLeaf() const = 0;
 
@@ -47,7 +45,7 @@ class Handshake : public std::enable_shared_from_this<Handshake> {
   Verdict verdict_ = Verdict::None;
 };
 
-/// Verification by the client's answer, TLS 1.2 at least. Connections with different `isolation` never serve each
+/// Verification of the server by the client's answer, of an https proxy without one, TLS 1.2 at least. Connections with different `isolation` never serve each
 /// other's requests; empty: shared as usual. False when there is no memory. `client` must outlive the transfer.
 bool configureTls(CURL* easy, HandshakeClient& client, const std::string& isolation);
 

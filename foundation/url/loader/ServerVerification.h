@@ -41,7 +41,6 @@ class ServerVerification final : public HandshakeClient {
 
  private:
   void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) override;
-  const std::string& serverName() const override { return url_.host(); }
   const std::string& pinnedLeaf() const override { return pinnedLeaf_; }
 
   Loader& loader_;
