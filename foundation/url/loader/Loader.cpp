@@ -177,9 +177,6 @@ bool Loader::prepareLocked() {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_.reset(curl_multi_init());
   }
-  if (!share_) {
-    share_.reset(curl_share_init());
-  }
   if (epoll_ < 0) {
     epoll_ = epoll_create1(EPOLL_CLOEXEC);
   }
@@ -187,11 +184,10 @@ bool Loader::prepareLocked() {
     wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   }
   epoll_event wakeUpEvent{.events = EPOLLIN, .data = {.fd = wakeUp_}};
-  if (multi_ == nullptr || share_ == nullptr || epoll_ < 0 || wakeUp_ < 0 ||
+  if (multi_ == nullptr || !cookies_.make() || epoll_ < 0 || wakeUp_ < 0 ||
       (epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0 && errno != EEXIST)) {
     return false;
   }
-  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &Loader::onSocket);
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERFUNCTION, &Loader::onTimer);
@@ -248,6 +244,7 @@ void Loader::turn() {
   }
   askAboutServers();
   handleMessages();
+  cookies_.keepBounds();
   retired_.clear();
 }
 

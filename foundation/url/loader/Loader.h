@@ -18,6 +18,7 @@
 
 #include "foundation/url/Credential.h"
 #include "foundation/url/URLRequest.h"
+#include "foundation/url/loader/CookieJar.h"
 #include "foundation/url/loader/CurlHandles.h"
 #include "foundation/url/loader/Limits.h"
 #include "foundation/url/loader/ProxyChoices.h"
@@ -75,7 +76,7 @@ class Loader {
 
   bool isCurrentThread() const { return std::this_thread::get_id() == threadId_; }
   CURLM* multi() const { return multi_.get(); }
-  CURLSH* share() const { return share_.get(); }
+  CookieJar& cookies() { return cookies_; }
   /// The time of the current turn.
   Clock::time_point now() const { return now_; }
   const Limits& limits() const { return limits_; }
@@ -125,7 +126,7 @@ class Loader {
   void watchSocket(curl_socket_t socket, int what, bool known);
 
   const Limits limits_;
-  ShareHandle share_;
+  CookieJar cookies_;
   MultiHandle multi_;
   int epoll_ = -1;
   int wakeUp_ = -1;

@@ -47,7 +47,7 @@ void Transfer::perform() {
   if (!wire_->start({.request = request_,
                      .proxy = proxy_,
                      .authorization = authentication_.authorization(),
-                     .share = loader_.share(),
+                     .share = loader_.cookies().share(),
                      .handshakeClient = server_,
                      .isolation = server_.isolation()})) {
     fail(URLErrorCode::Unknown, "the request cannot be set up");
@@ -381,6 +381,7 @@ bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
 
 bool Transfer::takeHeaderLine(std::string_view line) {
   touch();
+  loader_.cookies().noteHeaderLine(line);
   const bool isTrailer = phase_ != Phase::AwaitingHead;
   if (!isTrailer) {
     ntlm_.nextHeadBegins();
