@@ -1,7 +1,6 @@
 // What the user has laid down about certificates, as it may stand in the settings' file, and what comes of it for a
 // server whose certificate nobody else vouches for. The file is read in a second way, too: by the property list alone.
 
-#include <fcntl.h>
 #include <glib.h>
 #include <sys/stat.h>
 
@@ -58,6 +57,7 @@ class SettingsFile {
     setenv("SSL_CERT_FILE", "/dev/null", 1);
     setenv("SSL_CERT_DIR", folder_.c_str(), 1);
     require(g_get_user_config_dir() == folder_);
+    umask(022);  // a file that others may write is not looked at
   }
   ~SettingsFile() {
     std::error_code error;
@@ -66,18 +66,12 @@ class SettingsFile {
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
 
-  /// Two states of the file within one tick of the clock look alike, so each has a time of its own.
-  void write(std::string_view content) {
-    const std::string path = folder_ + "/zep/TrustSettings.plist";
-    std::ofstream(path, std::ios::binary) << content;
-    const timespec time = {.tv_sec = ++state_, .tv_nsec = 0};
-    const std::array<timespec, 2> times = {time, time};
-    require(utimensat(AT_FDCWD, path.c_str(), times.data(), 0) == 0);
+  void write(std::string_view content) const {
+    std::ofstream(folder_ + "/zep/TrustSettings.plist", std::ios::binary) << content;
   }
 
  private:
   std::string folder_;
-  time_t state_ = 1;
 };
 
 std::string upperCase(std::string text) {

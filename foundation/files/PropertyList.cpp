@@ -7,7 +7,6 @@
 
 #include "foundation/base/Release.h"
 #include "foundation/files/PropertyListBounds.h"
-#include "foundation/files/RegularFile.h"
 
 namespace foundation {
 namespace {
@@ -133,7 +132,10 @@ std::optional<Value> propertyListFromData(std::string_view data) {
 }
 
 std::optional<Value> propertyListFromFile(const std::string& path, std::size_t maxBytes) {
-  const RegularFile file(path);
+  return propertyListFromFile(RegularFile(path), maxBytes);
+}
+
+std::optional<Value> propertyListFromFile(const RegularFile& file, std::size_t maxBytes) {
   const std::optional<std::string> bytes = file.isOpen() ? bytesOf(file, maxBytes) : std::nullopt;
   return bytes ? propertyListFromData(*bytes) : std::nullopt;
 }

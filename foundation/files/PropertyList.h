@@ -7,6 +7,7 @@
 
 #include "foundation/base/Dictionary.h"
 #include "foundation/base/Export.h"
+#include "foundation/files/RegularFile.h"
 
 namespace foundation {
 
@@ -19,5 +20,6 @@ FOUNDATION_EXPORT std::optional<Value> propertyListFromData(std::string_view dat
 
 /// The same of a file; nothing when it is no regular file, cannot be read, or holds more than `maxBytes`.
 FOUNDATION_EXPORT std::optional<Value> propertyListFromFile(const std::string& path, std::size_t maxBytes);
+std::optional<Value> propertyListFromFile(const RegularFile& file, std::size_t maxBytes);
 
 }  // namespace foundation

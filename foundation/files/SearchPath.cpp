@@ -1,5 +1,11 @@
 #include "foundation/files/SearchPath.h"
 
+#include <glib.h>
+#include <pwd.h>
+#include <sys/auxv.h>
+#include <unistd.h>
+
+#include <array>
 #include <cstdlib>
 #include <string_view>
 
@@ -16,6 +22,23 @@ std::vector<std::string> searchPathForDirectoriesInDomains(SearchPathDirectory d
     return {};
   }
   return {std::string(folder)};
+}
+
+Environment environmentOfThisProcess() {
+  return getauxval(AT_SECURE) == 0 ? Environment::Trusted : Environment::Distrusted;
+}
+
+std::string userConfigurationFolder(Environment environment) {
+  if (environment == Environment::Trusted) {
+    return g_get_user_config_dir();
+  }
+  std::array<char, 16384> texts;
+  passwd account = {};
+  passwd* found = nullptr;
+  if (getpwuid_r(geteuid(), &account, texts.data(), texts.size(), &found) != 0 || found == nullptr) {
+    return {};
+  }
+  return std::string(found->pw_dir) + "/.config";
 }
 
 }  // namespace foundation

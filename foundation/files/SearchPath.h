@@ -17,4 +17,12 @@ enum class SearchPathDomainMask : unsigned { System = 8 };
 FOUNDATION_EXPORT std::vector<std::string> searchPathForDirectoriesInDomains(SearchPathDirectory directory,
                                                                              SearchPathDomainMask domains);
 
+/// Whether the environment is to be believed: not in a program that runs with more rights than its user's.
+enum class Environment { Trusted, Distrusted };
+Environment environmentOfThisProcess();
+
+/// Where the user's applications keep their settings; without a trusted environment that of the account whose rights the
+/// program has, whatever it says. Empty: nowhere. Any thread.
+std::string userConfigurationFolder(Environment environment);
+
 }  // namespace foundation

@@ -2,8 +2,10 @@
 
 #include <glib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,6 +14,8 @@
 
 #include "foundation/base/Trace.h"
 #include "foundation/files/PropertyList.h"
+#include "foundation/files/RegularFile.h"
+#include "foundation/files/SearchPath.h"
 
 namespace foundation {
 namespace {
@@ -19,8 +23,23 @@ namespace {
 /// The settings by upper-case SHA-1.
 using TrustList = std::map<std::string, std::vector<Dictionary>, std::less<>>;
 
-/// What tells one state of a file from another: device, inode, size, seconds and nanoseconds of its change.
+/// What tells one state of a file from another: device, inode, size, seconds and nanoseconds of the change that nobody
+/// can date back.
 using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long>;
+
+/// Whether a further change could not have the same date: those of a file are as coarse as the kernel's ticks.
+bool isSettled(const struct stat& status) {
+  constexpr time_t kSeconds = 1;
+  timespec now = {};
+  return clock_gettime(CLOCK_REALTIME, &now) == 0 && now.tv_sec > status.st_ctim.tv_sec + kSeconds;
+}
+
+/// Only whoever the settings are for, or root, may lay them down.
+bool isUsersOwn(const RegularFile& file) {
+  struct stat status = {};
+  return fstat(file.descriptor(), &status) == 0 && (status.st_uid == geteuid() || status.st_uid == 0) &&
+         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
 
 std::string upperCase(std::string text) {
   std::ranges::transform(text, text.begin(), g_ascii_toupper);
@@ -44,7 +63,12 @@ std::vector<Dictionary> settingsOf(const Array& array) {
 
 TrustList readTrustList(const std::string& path) {
   constexpr std::size_t kMostBytes = 1 << 20;
-  const std::optional<Value> root = propertyListFromFile(path, kMostBytes);
+  const RegularFile file(path);
+  if (file.isOpen() && !isUsersOwn(file)) {
+    trace(TraceLevel::Warning, "others than the user can write the trust settings: " + path);
+    return {};
+  }
+  const std::optional<Value> root = propertyListFromFile(file, kMostBytes);
   const Value* list = root ? member(&*root, "trustList") : nullptr;
   if (list == nullptr || list->dictionary() == nullptr) {
     trace(TraceLevel::Warning, "the trust settings cannot be read: " + path);
@@ -73,11 +97,11 @@ class TrustSettingsFile {
       list_.reset();
       return nullptr;
     }
-    const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
-                          status.st_mtim.tv_nsec);
+    const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
+                          status.st_ctim.tv_nsec);
     if (state_ != state) {
       list_ = std::make_shared<const TrustList>(readTrustList(path_));
-      state_ = state;
+      state_ = isSettled(status) ? std::optional(state) : std::nullopt;
     }
     return list_;
   }
@@ -92,7 +116,7 @@ class TrustSettingsFile {
 TrustSettingsFile& usersFile() {
   // Never freed: evaluations may still run while the process exits.
   static auto* const file =
-      new TrustSettingsFile(std::string(g_get_user_config_dir()) + "/zep/TrustSettings.plist");
+      new TrustSettingsFile(userConfigurationFolder(environmentOfThisProcess()) + "/zep/TrustSettings.plist");
   return *file;
 }
 

@@ -129,9 +129,11 @@ TEST_F(Tls, AnAcceptedHostIsNotAskedAboutAgain) {
   EXPECT_EQ(host.kinds(), Kinds{"trust"});
   EXPECT_EQ(NginxServer::connectionsOf(server.accesses("/text")), 3U) << "each on a connection of its own";
 
-  // Whatever certificate it shows, and at whatever port.
-  NginxServer other({.certificate = authority.expired()});
-  EXPECT_EQ(pool.run({.url = other.tlsUrl("/text")}), done("Hello, pool!"));
+  // Whatever certificate it shows, one for another name as well, and at whatever port.
+  for (const Leaf& leaf : {authority.expired(), authority.wrongHost()}) {
+    NginxServer other({.certificate = leaf});
+    EXPECT_EQ(pool.run({.url = other.tlsUrl("/text")}), done("Hello, pool!"));
+  }
   EXPECT_EQ(host.kinds(), Kinds{"trust"});
 }
 
@@ -167,6 +169,10 @@ TEST_F(Tls, AdjacencyIsAcceptedSilentlyAndForItselfOnly) {
   const auto accesses = server.accesses("/text");
   EXPECT_EQ(accesses.size(), 2U);
   EXPECT_EQ(NginxServer::connectionsOf(accesses), 2U);
+  NginxServer elsewhere({.certificate = authority.wrongHost()});
+  EXPECT_EQ(pool.run({.url = elsewhere.tlsUrl("/text"), .headers = {{"Adjacency", "1"}}}),
+            done("Hello, pool!"));
+  EXPECT_EQ(host.kinds(), Kinds{"trust"});
 }
 
 TEST_F(Tls, TheDefaultTextsAreToTheLetter) {
@@ -221,6 +227,7 @@ class TlsWithSettings : public Tls {
               "version=\"1.0\"><dict><key>trustList</key><dict><key>" +
                   fingerprint() + "</key><dict><key>trustSettings</key><array>" + entries +
                   "</array></dict></dict></dict></plist>");
+    std::filesystem::permissions(configuration.file("zep/TrustSettings.plist"), std::filesystem::perms(0600));
   }
   Outcome run() { return pool.run({.url = server.tlsUrl("/text")}); }
 

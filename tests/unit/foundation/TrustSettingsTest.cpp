@@ -3,18 +3,29 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <plist/plist.h>
+#include <pwd.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdlib>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "foundation/base/Descriptor.h"
+#include "foundation/base/Trace.h"
+#include "foundation/files/SearchPath.h"
 #include "foundation/security/Trust.h"
 #include "foundation/security/TrustSettings.h"
 #include "tests/support/Files.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
 
 namespace foundation {
@@ -180,20 +191,82 @@ TEST_F(TrustSettingsTest, FollowTheFile) {
   EXPECT_EQ(evaluate(good_), TrustResult::Deny);
 }
 
+TEST_F(TrustSettingsTest, FollowEveryChange) {
+  lay(result(3));
+  struct stat first = {};
+  ASSERT_EQ(stat(surroundings_.settingsFile().c_str(), &first), 0);
+  const timespec times[] = {first.st_atim, first.st_mtim};
+  std::string content = test::readFile(surroundings_.settingsFile());
+  const std::size_t at = content.find(result(3));
+  // The same file and size, within one tick of the clock, and with the time of the first.
+  for (int change = 0; change < 200; ++change) {
+    const int number = change % 2 == 0 ? 1 : 3;
+    content.replace(at, result(number).size(), result(number));
+    test::writeFile(surroundings_.settingsFile(), content);
+    ASSERT_EQ(utimensat(AT_FDCWD, surroundings_.settingsFile().c_str(), times, 0), 0);
+    ASSERT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, number}}})) << change;
+  }
+}
+
+/// Tells whether a file is opened.
+class OpeningWatch {
+ public:
+  explicit OpeningWatch(const std::string& path) : notifications_(inotify_init1(IN_NONBLOCK)) {
+    EXPECT_GE(inotify_add_watch(notifications_.number(), path.c_str(), IN_OPEN), 0);
+  }
+  bool isOpenedBy(const std::function<void()>& action) {
+    action();
+    std::array<char, 4096> events;
+    return read(notifications_.number(), events.data(), events.size()) > 0;
+  }
+
+ private:
+  Descriptor notifications_;
+};
+
 TEST_F(TrustSettingsTest, AreNotReadAgainFromTheSameFile) {
   lay(result(3));
-  ASSERT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
-  struct stat before = {};
-  ASSERT_EQ(stat(surroundings_.settingsFile().c_str(), &before), 0);
-  std::string content = test::readFile(surroundings_.settingsFile());
-  content.replace(content.find(result(3)), result(3).size(), result(1));
-  test::writeFile(surroundings_.settingsFile(), content);
-  const timespec times[] = {before.st_atim, before.st_mtim};
-  ASSERT_EQ(utimensat(AT_FDCWD, surroundings_.settingsFile().c_str(), times, 0), 0);
-  EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
-  const timespec later[] = {before.st_atim, {.tv_sec = before.st_mtim.tv_sec + 1, .tv_nsec = 0}};
-  ASSERT_EQ(utimensat(AT_FDCWD, surroundings_.settingsFile().c_str(), later, 0), 0);
-  EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 1}}}));
+  OpeningWatch watch(surroundings_.settingsFile());
+  const auto look = [&] { EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}})); };
+  EXPECT_TRUE(watch.isOpenedBy(look));
+  // When the clock cannot give a further change the same time.
+  EXPECT_TRUE(test::waitUntil([&] { return !watch.isOpenedBy(look); }));
+  EXPECT_FALSE(watch.isOpenedBy(look));
+  ASSERT_EQ(chmod(surroundings_.settingsFile().c_str(), 0400), 0);
+  EXPECT_TRUE(watch.isOpenedBy(look));
+}
+
+std::vector<std::string> traced;
+
+/// A file that others than the user may write is none.
+TEST_F(TrustSettingsTest, OfAnybodyElseDoNotCount) {
+  for (const mode_t mode : {0620, 0602, 0666}) {
+    lay(result(3));
+    ASSERT_EQ(chmod(surroundings_.settingsFile().c_str(), mode), 0);
+    traced.clear();
+    setTraceSink([](TraceLevel, std::string_view text) { traced.emplace_back(text); });
+    EXPECT_FALSE(copyTrustSettings(leaf_)) << std::oct << mode;
+    EXPECT_EQ(traced, std::vector<std::string>{"others than the user can write the trust settings: " +
+                                               surroundings_.settingsFile()});
+    setTraceSink(nullptr);
+    ASSERT_EQ(chmod(surroundings_.settingsFile().c_str(), 0644), 0);
+    EXPECT_TRUE(copyTrustSettings(leaf_));
+  }
+  // Another's, though nobody else may write it; only root can make one.
+  if (geteuid() == 0) {
+    constexpr uid_t kAnother = 65534;
+    ASSERT_EQ(chown(surroundings_.settingsFile().c_str(), kAnother, static_cast<gid_t>(-1)), 0);
+    EXPECT_FALSE(copyTrustSettings(leaf_));
+  }
+}
+
+TEST(UserConfigurationFolder, IsThatOfTheAccountWhereTheEnvironmentIsDistrusted) {
+  const TrustSurroundings& surroundings = TrustSurroundings::shared();
+  setenv("HOME", "/nonexistent", 1);
+  const std::string home = getpwuid(geteuid())->pw_dir;
+  EXPECT_EQ(userConfigurationFolder(Environment::Distrusted), home + "/.config");
+  EXPECT_EQ(userConfigurationFolder(environmentOfThisProcess()) + "/zep/TrustSettings.plist",
+            surroundings.settingsFile());
 }
 
 TEST_F(TrustSettingsTest, DecideByTheFirstThatSaysTrustOrDeny) {

@@ -33,6 +33,7 @@ TrustSurroundings::TrustSurroundings()
 
 void TrustSurroundings::writeSettings(const std::string& content) {
   test::writeFile(settingsFile() + ".new", content);
+  chmod((settingsFile() + ".new").c_str(), 0600);
   if (std::rename((settingsFile() + ".new").c_str(), settingsFile().c_str()) != 0) {
     throw std::runtime_error("the trust settings cannot be replaced");
   }

@@ -23,7 +23,7 @@ class TrustSurroundings {
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
 
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
-  /// Replaces the trust settings' file as a whole.
+  /// Replaces the trust settings' file as a whole, by one that only the user may write.
   void writeSettings(const std::string& content);
   void removeSettings();
 
