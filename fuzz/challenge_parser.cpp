@@ -1,5 +1,6 @@
 // WWW-Authenticate fields, one for each line of the input, as a hostile server might send them.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -97,11 +98,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Challenges challenges = foundation::parseChallenges(field);
     checkField(field, challenges);
     checkJoined(previous, challenges);
-    if (offered.size() < foundation::kOfferedChallengesLimit) {
-      offered.insert(offered.end(), challenges.begin(), challenges.end());
-    }
+    offered.insert(offered.end(), challenges.begin(), challenges.end());
     previous = std::move(challenges);
   }
+  offered.resize(std::min(offered.size(), foundation::kOfferedChallengesLimit));
   checkChoice(fields, offered);
   return 0;
 }

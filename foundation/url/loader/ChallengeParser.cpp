@@ -154,6 +154,7 @@ void readItem(Reader& reader, std::vector<OfferedChallenge>& challenges) {
   }
 }
 
+/// As far as the limit, however they are spread over the fields.
 std::vector<OfferedChallenge> parseAll(const std::vector<std::string>& fieldValues) {
   std::vector<OfferedChallenge> offered;
   for (const std::string& value : fieldValues) {
@@ -163,6 +164,7 @@ std::vector<OfferedChallenge> parseAll(const std::vector<std::string>& fieldValu
     auto more = parseChallenges(value);
     std::move(more.begin(), more.end(), std::back_inserter(offered));
   }
+  offered.resize(std::min(offered.size(), kOfferedChallengesLimit));
   return offered;
 }
 

@@ -77,6 +77,13 @@ TEST(ChallengeParser, IsBoundedInWhatItReturns) {
   }
   EXPECT_EQ(parseChallenges(many).size(), kOfferedChallengesLimit);
   EXPECT_EQ(chooseChallenge(std::vector<std::string>(1000, "NTLM"))->method, AuthenticationMethod::NTLM);
+  // However they are spread over the fields.
+  std::string allButOne;
+  for (std::size_t i = 1; i < kOfferedChallengesLimit; ++i) {
+    allButOne += "Basic realm=\"r\", ";
+  }
+  EXPECT_EQ(chooseChallenge({allButOne, "NTLM, Basic"})->method, AuthenticationMethod::NTLM);
+  EXPECT_EQ(chooseChallenge({allButOne, "Basic, NTLM"})->method, AuthenticationMethod::HTTPBasic);
 }
 
 /// The shapes that make a careless reader look at everything again and again: they have to end.
