@@ -15,6 +15,7 @@
 #include "httpPool/Global.h"
 #include "httpPool/HttpCall.h"
 #include "httpPool/HttpCallMacImpl.h"
+#include "httpPool/MacDownloadEngine.h"
 #include "httpPool/Pool.h"
 #include "httpPool/Report.h"
 #include "httpPool/Task.h"
@@ -123,8 +124,14 @@ TEST(Slots, OfTimers) {
   EXPECT_EQ(slotsIn<ZEPMacTimer>(), 4);
 }
 
+TEST(Slots, OfADownloadsEventSink) {
+  EXPECT_EQ(slotOf(&IDownloadEventSink::OnDownloadStateChange), 0);
+  EXPECT_EQ(slotsIn<IDownloadEventSink>(), 1);
+}
+
 TEST(Slots, OfTheWatchdog) {
   EXPECT_EQ(slotOf(&CTimeoutCheck::GetSelfIdentity), 2);
+  EXPECT_EQ(slotsIn<CTimeoutCheck>(), 5) << "and the two of the clock";
 }
 
 TEST(Slots, OfTheRegistryThePoolAndTheTask) {
