@@ -7,10 +7,10 @@ cd "$(dirname "$0")/.."
 seconds=$1
 shift
 targets=("$@")
-if ((${#targets[@]} == 0)); then
-  mapfile -t targets < <(ls fuzz/corpus)
-fi
 packaging/build.sh fuzz
+if ((${#targets[@]} == 0)); then
+  mapfile -t targets <build/fuzz/fuzz/targets
+fi
 
 run() {
   local name=$1 seconds=$2 longest=70000 patience=10
