@@ -11,6 +11,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +26,7 @@ namespace {
 constexpr const char* kPool = "p";
 constexpr time_t kOld = 301;
 
-time_t secondsAhead = 0;
+std::atomic<time_t> secondsAhead = 0;
 std::string printed;
 
 void limitFiles(rlim_t bytes) {
