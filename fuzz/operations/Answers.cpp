@@ -46,6 +46,12 @@ std::string propertyOf(const char* pool, const char* task, int property) {
   return text;
 }
 
+bool isRunning(const char* pool, const char* task) {
+  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
+  require(ZEP_HttpPool_GetTaskStatus(pool, task, &status) == 0);
+  return status == ZEP_HTTP_TASK_REQUESTING || status == ZEP_HTTP_TASK_REDIRECTED;
+}
+
 std::optional<Json::Value> taskListOf(const char* pool) {
   const auto text =
       textOf([&](char* buffer, long* size) { return ZEP_HttpPool_GetTaskList(pool, buffer, size); });

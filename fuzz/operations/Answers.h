@@ -12,6 +12,9 @@ namespace operations {
 
 std::string propertyOf(const char* pool, const char* task, int property);
 
+/// Whether more is to be expected of the task.
+bool isRunning(const char* pool, const char* task);
+
 /// Nothing when the library says nothing.
 std::optional<Json::Value> taskListOf(const char* pool);
 

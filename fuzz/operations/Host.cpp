@@ -20,18 +20,34 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kPatience{60};
 
-void waitFor(const PoolModel& pool, const TaskModel& task) {
-  const auto deadline = Clock::now() + kPatience;
-  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_REQUESTING;
-  while (ZEP_HttpPool_GetTaskStatus(pool.name().c_str(), task.name().c_str(), &status),
-         status == ZEP_HTTP_TASK_REQUESTING || status == ZEP_HTTP_TASK_REDIRECTED) {
+ZEP_HTTP_TASK_STATUS endOf(const char* pool, const char* task) {
+  for (const auto deadline = Clock::now() + kPatience; isRunning(pool, task); ZEP_RunLoop_Run(5)) {
     require(Clock::now() < deadline);
-    ZEP_RunLoop_Run(5);
   }
+  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_REQUESTING;
+  require(ZEP_HttpPool_GetTaskStatus(pool, task, &status) == 0);
   require(status == ZEP_HTTP_TASK_DONE || status == ZEP_HTTP_TASK_FAILED);
-  if (task.path() != nullptr) {
-    task.path()->check(status,
-                       propertyOf(pool.name().c_str(), task.name().c_str(), ZEP_HTTP_TASK_PROP_RESULT));
+  return status;
+}
+
+/// A quick server's silence is tried again: it is not for ever.
+void waitFor(const PoolModel& pool, const TaskModel& task) {
+  constexpr int kMostAttempts = 50;
+  const char* const poolName = pool.name().c_str();
+  const char* const name = task.name().c_str();
+  for (int attempt = 0;; ++attempt) {
+    const ZEP_HTTP_TASK_STATUS status = endOf(poolName, name);
+    if (task.path() == nullptr) {
+      return;
+    }
+    const std::string result = propertyOf(poolName, name, ZEP_HTTP_TASK_PROP_RESULT);
+    if (!task.path()->isTooLate(result)) {
+      task.path()->check(status, result, task.file());
+      return;
+    }
+    require(attempt < kMostAttempts);
+    require(ZEP_HttpPool_TaskReset(poolName, name) == 0 &&
+            ZEP_HttpPool_TaskRun(poolName, name, nullptr) == 0);
   }
 }
 

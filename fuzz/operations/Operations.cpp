@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -96,6 +97,8 @@ void Operations::next() {
       return;
     case 29:
       return chooseAnswer();
+    case 31:
+      return settle();
     default:
       return turn();
   }
@@ -234,6 +237,9 @@ void Operations::setData() {
   std::copy(bytes.begin(), bytes.end(), block.get());
   require(ZEP_HttpPool_SetTaskDataProperty(named.pool, named.task, choice == 3 ? nullptr : block.get(),
                                            size) == 0);
+  if (named.knownTask != nullptr) {
+    named.knownTask->setData();
+  }
 }
 
 /// What a host cannot set stays as it is.
@@ -309,6 +315,31 @@ void Operations::turn() {
   turned_ += milliseconds;
   ++turning_;
   require(ZEP_RunLoop_Run(milliseconds) == 0);
+  --turning_;
+}
+
+bool Operations::isAnyRunning() const {
+  return std::ranges::any_of(model_.pools(), [&](const auto& pool) {
+    const auto isRunning = [&](const TaskModel& task) {
+      return task.hasRun() && operations::isRunning(pool->name().c_str(), task.name().c_str());
+    };
+    return model_.find(pool->name().c_str()) == pool.get() && std::ranges::any_of(pool->tasks(), isRunning);
+  });
+}
+
+/// Notifications may do something themselves meanwhile, also to tasks that have ended.
+void Operations::settle() {
+  constexpr std::chrono::seconds kPatience{60};
+  if (turning_ > 0 || hasSettled_) {
+    return;
+  }
+  hasSettled_ = true;
+  ++turning_;
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  do {
+    require(std::chrono::steady_clock::now() < deadline);
+    require(ZEP_RunLoop_Run(11) == 0);
+  } while (isAnyRunning());
   --turning_;
 }
 

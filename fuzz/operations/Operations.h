@@ -55,6 +55,9 @@ class Operations {
   void checkSnapshot() const;
   void chooseAnswer();
   void turn();
+  /// Turns until what runs has ended, so that what follows meets tasks that are done or have failed.
+  void settle();
+  bool isAnyRunning() const;
 
   Script& script_;
   Model& model_;
@@ -63,6 +66,7 @@ class Operations {
   int runs_ = 0;
   int turned_ = 0;
   int turning_ = 0;
+  bool hasSettled_ = false;
   /// So many notifications do something themselves.
   int reentries_ = 0;
 };

@@ -1,7 +1,6 @@
 #include "fuzz/operations/Path.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "fuzz/Require.h"
 #include "fuzz/operations/ScriptedServer.h"
@@ -15,13 +14,13 @@ const Path* Path::ofUrl(const std::string& url) {
   return found == kPaths.end() ? nullptr : &*found;
 }
 
-void Path::check(ZEP_HTTP_TASK_STATUS ended, const std::string& answer) const {
-  if (answer == kTimedOut) {
-    require(ended == ZEP_HTTP_TASK_FAILED);
-    return;  // the machine may have had no time for us
+void Path::check(ZEP_HTTP_TASK_STATUS ended, std::string_view answer, std::string_view file) const {
+  if (!failure.empty() && ended == ZEP_HTTP_TASK_FAILED) {
+    require(answer == failure);
+    return;
   }
-  require(ended == status || std::string_view(path) == "/basic");
-  require(result == kAnything || answer == result);
+  require(ended == status);
+  require(answer == (ended == ZEP_HTTP_TASK_DONE && !file.empty() ? file : result));
 }
 
 }  // namespace operations

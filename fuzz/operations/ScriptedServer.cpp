@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "fuzz/Require.h"
+#include "fuzz/operations/Path.h"
 
 namespace operations {
 namespace {
@@ -106,7 +107,7 @@ class Connection {
     } else if (path == "/never") {
       out_ += answer("401 Unauthorized", "WWW-Authenticate: Basic realm=\"n\"\r\n", "no");
     } else if (path == "/big") {
-      out_ += answer("200 OK", "", std::string(std::size_t{100} << 10, 'b'));
+      out_ += answer("200 OK", "", std::string(kBigBody.begin(), kBigBody.end()));
     } else if (path == "/stall") {
       out_ += "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nst";
     } else if (path == "/early") {

@@ -6,6 +6,16 @@
 
 namespace operations {
 
+namespace {
+
+/// Header fields with which the scripted server answers the same.
+bool isPlain(const std::string& header) {
+  return header.empty() || header == R"({"HttpMethonGet":"1"})" ||
+         header == R"({"HttpMethod":"PUT","X":"y"})";
+}
+
+}  // namespace
+
 void TaskModel::setText(int property, const std::string& text) {
   properties_.at(static_cast<std::size_t>(property)) = text;
 }
@@ -13,10 +23,10 @@ void TaskModel::setText(int property, const std::string& text) {
 void TaskModel::run(ZEP_HTTP_TASK_STATUS status) {
   ++runs_;
   path_ = nullptr;
+  file_ = properties_[ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE];
   require(status == ZEP_HTTP_TASK_STATUS_8 || status == ZEP_HTTP_TASK_REQUESTING ||
           status == ZEP_HTTP_TASK_FAILED);
-  if (runs_ == 1 && properties_[ZEP_HTTP_TASK_PROP_HEADER_FIELDS].empty() &&
-      properties_[ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE].empty()) {
+  if (runs_ == 1 && isPlain(properties_[ZEP_HTTP_TASK_PROP_HEADER_FIELDS]) && (file_.empty() || !hadData_)) {
     path_ = Path::ofUrl(properties_[ZEP_HTTP_TASK_PROP_URL]);
     require(path_ == nullptr || status != ZEP_HTTP_TASK_FAILED);
   }

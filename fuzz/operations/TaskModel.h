@@ -25,6 +25,10 @@ class TaskModel {
   /// `status` is what the run has told, or 8 when it was not asked.
   void run(ZEP_HTTP_TASK_STATUS status);
   void reset();
+  /// It was given a body of bytes, which goes before a download.
+  void setData() { hadData_ = true; }
+  /// The file that it was run for; empty: none.
+  const std::string& file() const { return file_; }
 
   bool mayHave(ZEP_HTTP_TASK_STATUS status) const;
   bool mayHave(int property, const std::string& text) const;
@@ -33,6 +37,8 @@ class TaskModel {
   std::string name_;
   std::array<std::string, 11> properties_;
   int runs_ = 0;
+  bool hadData_ = false;
+  std::string file_;
   const Path* path_ = nullptr;
 };
 
