@@ -6,6 +6,8 @@
 #include <memory>
 #include <utility>
 
+#include "tests/hostile/TlsPeer.h"
+
 namespace test {
 namespace {
 
@@ -26,7 +28,9 @@ long peakKilobytes() {
 
 MemoryPeak::MemoryPeak() : before_(0) {
   // From here on the peak counts from what is resident now.
-  std::ofstream("/proc/self/clear_refs") << "5" << std::flush;
+  std::ofstream peak("/proc/self/clear_refs");
+  peak << "5" << std::flush;
+  EXPECT_TRUE(peak) << "the peak of memory cannot be set back";
   before_ = peakKilobytes();
 }
 
@@ -34,10 +38,11 @@ long MemoryPeak::megabytes() const {
   return (peakKilobytes() - before_) / 1024;
 }
 
-void expectEnds(const std::vector<Attack>& attacks, const Call& call, const std::string& origin) {
+void expectEnds(const std::vector<Attack>& attacks, const Call& call, const std::string& origin,
+                const Service& service) {
   std::vector<std::unique_ptr<RawServer>> servers;
   HostPool pool;
-  expectServes(pool);
+  service(pool);
   const MemoryPeak peak;
   for (const Attack& attack : attacks) {
     servers.push_back(std::make_unique<RawServer>(attack.script));
@@ -56,7 +61,36 @@ void expectEnds(const std::vector<Attack>& attacks, const Call& call, const std:
     EXPECT_GE(servers[i]->connections(), 1) << attacks[i].name;
   }
   EXPECT_LT(peak.megabytes(), kSpareMegabytes);
-  expectServes(pool);
+  service(pool);
+}
+
+void expectNobodyHeldUp(const std::vector<Attack>& floods, const std::string& origin,
+                        const Service& service) {
+  std::vector<std::unique_ptr<RawServer>> servers;
+  HostPool flooded("flooded");
+  HostPool pool;
+  for (const Attack& flood : floods) {
+    servers.push_back(std::make_unique<RawServer>(flood.script));
+    flooded.add(flood.name, {.url = origin + ":" + std::to_string(servers.back()->port()) + "/"});
+    flooded.launch(flood.name);
+  }
+  const auto expectFlowing = [&] {
+    for (const Attack& flood : floods) {
+      constexpr std::size_t kFlow = 1 << 18;
+      const std::size_t before = *flood.sent;
+      EXPECT_TRUE(turnUntil([&] { return *flood.sent > before + kFlow; })) << flood.name << " stands still";
+      EXPECT_EQ(flooded.status(flood.name), ZEP_HTTP_TASK_REQUESTING) << flood.name;
+    }
+  };
+  expectFlowing();
+  for (int i = 0; i < 3; ++i) {
+    service(pool);
+  }
+  expectFlowing();
+  for (const Attack& flood : floods) {
+    ZEP_HttpPool_TaskReset(flooded.name().c_str(), flood.name.c_str());
+  }
+  service(pool);
 }
 
 Attack answering(const std::string& name, const std::string& text, const Outcome& expected) {
@@ -66,6 +100,20 @@ Attack answering(const std::string& name, const std::string& text, const Outcome
 void expectServes(HostPool& pool) {
   RawServer good(RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood"));
   EXPECT_EQ(pool.run({.url = good.url("/")}), done("good"));
+}
+
+Service servingByTls(std::shared_ptr<const TlsIdentity> identity) {
+  return [identity = std::move(identity)](HostPool& pool) {
+    RawServer good([&](RawServer::Connection& connection) {
+      TlsPeer peer(connection, *identity);
+      if (peer.shakeHands()) {
+        peer.readRequest();
+        peer.send("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood");
+        connection.readToEnd();
+      }
+    });
+    EXPECT_EQ(pool.run({.url = "https://127.0.0.1:" + std::to_string(good.port()) + "/"}), done("good"));
+  };
 }
 
 void stall(RawServer::Connection& connection) {

@@ -44,10 +44,14 @@ bool Http2Peer::takeRequest() {
       tls_.read(kPreface).size() != kPreface) {
     return false;
   }
+  return takeNextRequest() && tls_.send(frame(FrameType::Settings, kAcknowledges, 0, ""));
+}
+
+bool Http2Peer::takeNextRequest() {
   for (int type = 0; type >= 0;) {
     type = readFrame();
     if (type == static_cast<int>(FrameType::Headers)) {
-      return tls_.send(frame(FrameType::Settings, kAcknowledges, 0, ""));
+      return true;
     }
   }
   return false;

@@ -43,6 +43,8 @@ class Http2Peer {
 
   /// Shakes hands, exchanges settings and reads until a request has come; false when none does.
   bool takeRequest();
+  /// Reads until one more has come.
+  bool takeNextRequest();
   bool send(const std::string& frames) { return tls_.send(frames); }
   /// Reads frames until the peer is gone.
   void readToEnd();

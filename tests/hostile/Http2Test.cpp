@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/hostile/Attack.h"
@@ -18,6 +21,8 @@ const std::string kBody = frame(FrameType::Data, kEndStream, 1, "hello");
 const std::string kHalf = frame(FrameType::Data, 0, 1, "hel");
 const std::string kReset = frame(FrameType::ResetStream, 0, 1, number(8));
 const Outcome kLost = failed(1);
+const Outcome kSilent = failed(4);
+const std::string kOrigin = "https://127.0.0.1";
 
 class Http2Attack : public testing::Test {
  protected:
@@ -46,18 +51,46 @@ class Http2Attack : public testing::Test {
     while (block.size() < 16000) {
       block += rest;
     }
-    return {name,
-            [=, identity = identity_](RawServer::Connection& connection) {
-              Http2Peer peer(connection, *identity);
-              if (peer.takeRequest() && peer.send(beginning)) {
-                while (peer.send(block)) {
-                }
-              }
-            },
-            expected};
+    auto sent = std::make_shared<std::atomic<std::size_t>>(0);
+    return {.name = name,
+            .script =
+                [=, identity = identity_](RawServer::Connection& connection) {
+                  Http2Peer peer(connection, *identity);
+                  if (peer.takeRequest() && peer.send(beginning)) {
+                    while (peer.send(block)) {
+                      *sent += block.size();
+                    }
+                  }
+                },
+            .expected = expected,
+            .sent = sent};
   }
 
-  static void expectThem(const std::vector<Attack>& attacks) { expectEnds(attacks, {}, "https://127.0.0.1"); }
+  /// Floods of what is allowed: they end by silence alone.
+  std::vector<Attack> endlessFloods() const {
+    return {
+        flooding("answers to pings", "", frame(FrameType::Ping, kAcknowledges, 0, "12345678"), failed(4)),
+        flooding("empty data", kHead, frame(FrameType::Data, 0, 1, ""), failed(4)),
+        flooding("padding alone", kHead,
+                 frame(FrameType::Data, 8, 1, std::string("\xff") + std::string(255, '\0')), failed(4)),
+        flooding("windows", "", frame(FrameType::WindowUpdate, 0, 1, number(1)), failed(4)),
+        flooding("priorities", "", frame(FrameType::Priority, 0, 1, number(3) + "x"), failed(4)),
+        flooding("unknown frames", "", frame(FrameType::Unknown, 0, 0, std::string(100, 'u')), failed(4)),
+        flooding("going away", "", frame(FrameType::GoAway, 0, 0, number(1) + number(0)), failed(4)),
+    };
+  }
+
+  void expectThem(const std::vector<Attack>& attacks) const { expectEnds(attacks, {}, kOrigin, service()); }
+
+  /// By HTTP/2.
+  Service service() const {
+    return [good = sending("", kHead + frame(FrameType::Data, kEndStream, 1, "good"), {})](HostPool& pool) {
+      RawServer server(good.script);
+      EXPECT_EQ(pool.run({.url = kOrigin + ":" + std::to_string(server.port()) + "/"}), done("good"));
+    };
+  }
+
+  std::shared_ptr<TlsIdentity> identity() const { return identity_; }
 
  private:
   CertificateAuthority authority_;
@@ -164,7 +197,7 @@ TEST_F(Http2Attack, BreakingTheFieldsEnds) {
 TEST_F(Http2Attack, FloodsEnd) {
   const std::string filler(16000, 'f');
   setenv("ZEP_URL_MAX_BODY_BYTES", "1000000", 1);
-  expectThem({
+  std::vector<Attack> attacks = {
       flooding("settings", "", frame(FrameType::Settings, 0, 0, ""), kLost),
       flooding("pings", "", frame(FrameType::Ping, 0, 0, "12345678"), kLost),
       flooding("interim answers", "", frame(FrameType::Headers, kEndHeaders, 1, field(":status", "103")),
@@ -174,15 +207,151 @@ TEST_F(Http2Attack, FloodsEnd) {
       flooding("continuations", frame(FrameType::Headers, 0, 1, statusOk()),
                frame(FrameType::Continuation, 0, 1, field("x", filler)), kLost),
       flooding("resets of streams nobody opened", "", frame(FrameType::ResetStream, 0, 3, number(8)), kLost),
-      flooding("answers to pings", "", frame(FrameType::Ping, kAcknowledges, 0, "12345678"), failed(4)),
-      flooding("empty data", kHead, frame(FrameType::Data, 0, 1, ""), failed(4)),
-      flooding("padding alone", kHead,
-               frame(FrameType::Data, 8, 1, std::string("\xff") + std::string(255, '\0')), failed(4)),
-      flooding("windows", "", frame(FrameType::WindowUpdate, 0, 1, number(1)), failed(4)),
-      flooding("priorities", "", frame(FrameType::Priority, 0, 1, number(3) + "x"), failed(4)),
-      flooding("unknown frames", "", frame(FrameType::Unknown, 0, 0, std::string(100, 'u')), failed(4)),
+      flooding("answers to settings", "", frame(FrameType::Settings, kAcknowledges, 0, ""), kLost),
       flooding("a body", kHead, frame(FrameType::Data, 0, 1, filler), failed(6)),
+  };
+  for (Attack& attack : endlessFloods()) {
+    attacks.push_back(std::move(attack));
+  }
+  expectThem(attacks);
+}
+
+/// Their time-out would end the floods.
+class Http2Flood : public Http2Attack {
+ protected:
+  Http2Flood() { setenv("ZEP_URL_TIMEOUT_MS", "120000", 1); }
+};
+
+TEST_F(Http2Flood, HoldsNobodyElseUp) {
+  expectNobodyHeldUp(endlessFloods(), kOrigin, [byHttp2 = service()](HostPool& pool) {
+    byHttp2(pool);
+    expectServes(pool);
   });
+}
+
+TEST_F(Http2Attack, AnAnswerThatIsCutIsLostBeforeItsLastByte) {
+  const std::string answer = kHead + kBody;
+  std::vector<Attack> attacks;
+  for (const bool resets : {false, true}) {
+    for (std::size_t length = 0; length <= answer.size(); ++length) {
+      attacks.push_back({"after " + std::to_string(length) + " bytes" + (resets ? ", reset" : ""),
+                         [=, identity = identity()](RawServer::Connection& connection) {
+                           Http2Peer peer(connection, *identity);
+                           if (peer.takeRequest()) {
+                             peer.send(answer.substr(0, length));
+                           }
+                           if (resets) {
+                             connection.reset();
+                           }
+                         },
+                         length == answer.size() ? done("hello") : kLost});
+      if (resets) {
+        // The reset may overtake the reading of what has come.
+        attacks.back().orElse = kLost;
+      }
+    }
+  }
+  expectThem(attacks);
+}
+
+/// One connection with several requests on it, the n-th on the stream 2n+1.
+class Http2Streams : public Http2Attack {
+ protected:
+  static constexpr int kCount = 5;
+  using Act = std::function<void(Http2Peer&, RawServer::Connection&)>;
+
+  /// Runs them; when all have come, the first connection does that. Later ones answer each of their requests "again". The
+  /// outcomes in the order of the streams.
+  std::vector<Outcome> run(const Act& act) {
+    std::atomic<int> arrived = 0;
+    std::atomic<int> connections = 0;
+    RawServer server([&](RawServer::Connection& connection) {
+      Http2Peer peer(connection, *identity());
+      const bool isFirst = ++connections == 1;
+      if (!peer.takeRequest()) {
+        return;
+      }
+      if (!isFirst) {
+        for (int stream = 1; peer.send(answer(stream, "again")) && peer.takeNextRequest(); stream += 2) {
+        }
+        return;
+      }
+      while (++arrived < kCount && peer.takeNextRequest()) {
+      }
+      act(peer, connection);
+    });
+    HostPool pool;
+    std::vector<std::string> names;
+    for (int i = 0; i < kCount; ++i) {
+      names.push_back("task " + std::to_string(i));
+      pool.add(names.back(), {.url = kOrigin + ":" + std::to_string(server.port()) + "/"});
+      pool.launch(names.back());
+      EXPECT_TRUE(turnUntil([&] { return arrived > i; })) << "not all on one connection";
+    }
+    EXPECT_TRUE(pool.await(std::chrono::minutes(1))) << taskList(pool.name());
+    std::vector<Outcome> outcomes;
+    for (const std::string& name : names) {
+      outcomes.push_back(pool.outcome(name));
+    }
+    service()(pool);
+    return outcomes;
+  }
+
+  static std::string answer(int stream, const std::string& body) {
+    const auto id = static_cast<std::uint32_t>(stream);
+    return frame(FrameType::Headers, kEndHeaders, id, statusOk()) +
+           frame(FrameType::Data, kEndStream, id, body);
+  }
+};
+
+using Outcomes = std::vector<Outcome>;
+
+TEST_F(Http2Streams, AResetEndsItsOwnOnly) {
+  EXPECT_EQ(run([](Http2Peer& peer, RawServer::Connection&) {
+              peer.send(frame(FrameType::Headers, kEndHeaders, 5, statusOk()) + answer(9, "9") +
+                        frame(FrameType::ResetStream, 0, 3, number(8)) +
+                        frame(FrameType::ResetStream, 0, 5, number(8)) + answer(1, "1") + answer(7, "7"));
+              peer.readToEnd();
+            }),
+            (Outcomes{done("1"), kLost, kLost, done("7"), done("9")}));
+}
+
+TEST_F(Http2Streams, ThoseThatAServerGoesAwayFromAreSentAgain) {
+  EXPECT_EQ(run([](Http2Peer& peer, RawServer::Connection&) {
+              peer.send(frame(FrameType::GoAway, 0, 0, number(5) + number(0)) + answer(1, "1") +
+                        answer(3, "3") + answer(5, "5"));
+              peer.readToEnd();
+            }),
+            (Outcomes{done("1"), done("3"), done("5"), done("again"), done("again")}));
+}
+
+TEST_F(Http2Streams, AnErrorOfTheConnectionEndsAll) {
+  const std::vector<Outcome> outcomes = run([](Http2Peer& peer, RawServer::Connection&) {
+    peer.send(frame(FrameType::Headers, kEndHeaders, 1, statusOk()) + answer(3, "3") +
+              frame(FrameType::Data, 0, 0, "hello"));
+    peer.readToEnd();
+  });
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    // Those that curl does not tell of it hear no more, as the server keeps the connection.
+    EXPECT_TRUE(i == 1 ? outcomes[i] == done("3") : outcomes[i] == kLost || outcomes[i] == kSilent)
+        << i << ": " << outcomes[i];
+  }
+}
+
+TEST_F(Http2Streams, AnEndOfTheConnectionEndsAll) {
+  for (const bool resets : {false, true}) {
+    const std::vector<Outcome> outcomes = run([=](Http2Peer& peer, RawServer::Connection& connection) {
+      peer.send(frame(FrameType::Headers, kEndHeaders, 1, statusOk()));
+      if (resets) {
+        connection.reset();
+      }
+    });
+    EXPECT_EQ(outcomes.front(), kLost) << resets;
+    for (const Outcome& outcome : outcomes) {
+      // curl may send again what nothing has come for.
+      EXPECT_TRUE(outcome == kLost || outcome == done("again")) << resets << ": " << outcome;
+    }
+  }
 }
 
 // Each reference is a byte and brings a field of 4,000 out of the table.

@@ -1,6 +1,7 @@
 #include "tests/hostile/TlsPeer.h"
 
 #include <algorithm>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -29,7 +30,12 @@ TlsIdentity::TlsIdentity(const CertificateAuthority::Leaf& leaf, const Offer& of
   SSL_CTX_set_security_level(context, 0);
   // Tickets would come behind the handshake.
   SSL_CTX_set_num_tickets(context, 0);
-  check(context != nullptr && SSL_CTX_use_certificate_chain_file(context, leaf.chainFile.c_str()) == 1 &&
+  SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+  SSL_CTX_set_keylog_callback(context, [](const SSL* ssl, const char* line) {
+    static_cast<TlsPeer*>(SSL_get_app_data(ssl))->noteSecret(line);
+  });
+  check(context != nullptr && SSL_CTX_set_ciphersuites(context, "TLS_AES_128_GCM_SHA256") == 1 &&
+        SSL_CTX_use_certificate_chain_file(context, leaf.chainFile.c_str()) == 1 &&
         SSL_CTX_use_PrivateKey_file(context, leaf.keyFile.c_str(), SSL_FILETYPE_PEM) == 1 &&
         SSL_CTX_set_min_proto_version(context, offer.lowest) == 1 &&
         SSL_CTX_set_max_proto_version(context, offer.highest) == 1);
@@ -47,7 +53,22 @@ TlsPeer::TlsPeer(RawServer::Connection& connection, const TlsIdentity& identity)
       in_(BIO_new(BIO_s_mem())),
       out_(BIO_new(BIO_s_mem())) {
   SSL_set_bio(ssl_.get(), in_, out_);
+  SSL_set_app_data(ssl_.get(), this);
   SSL_set_accept_state(ssl_.get());
+}
+
+/// A line as of NSS: label, random number of the client's, secret.
+void TlsPeer::noteSecret(const char* line) {
+  std::istringstream words(line);
+  std::string label;
+  std::string random;
+  std::string digits;
+  words >> label >> random >> digits;
+  std::string secret;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    secret.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+  }
+  secrets_[label] = secret;
 }
 
 bool TlsPeer::shakeHands() {
@@ -58,6 +79,7 @@ bool TlsPeer::shakeHands() {
       return false;
     }
     if (result == 1) {
+      protected_ = 0;
       return true;
     }
     if (!isWaiting || !receive()) {
@@ -66,15 +88,41 @@ bool TlsPeer::shakeHands() {
   }
 }
 
-bool TlsPeer::flush() {
-  char buffer[16384];
-  for (int count = 0; (count = BIO_read(out_, buffer, sizeof(buffer))) > 0;) {
-    const std::size_t length = std::min(static_cast<std::size_t>(count), left_);
-    left_ -= length;
-    sent_ += length;
-    if (!connection_.send({buffer, length}) || length < static_cast<std::size_t>(count)) {
+bool TlsPeer::answerHello() {
+  for (;;) {
+    SSL_do_handshake(ssl_.get());
+    if (BIO_ctrl_pending(out_) > 0) {
+      return flush();
+    }
+    if (!receive()) {
       return false;
     }
+  }
+}
+
+bool TlsPeer::flush() {
+  constexpr std::size_t kHead = 5;
+  std::string bytes(BIO_ctrl_pending(out_), '\0');
+  BIO_read(out_, bytes.data(), static_cast<int>(bytes.size()));
+  for (std::size_t at = 0; at < bytes.size();) {
+    isCut_ = recordsLeft_ == 0;
+    if (isCut_) {
+      return false;
+    }
+    const auto byte = [&](std::size_t i) {
+      return static_cast<std::size_t>(static_cast<unsigned char>(bytes[i]));
+    };
+    const std::size_t whole = kHead + (byte(at + 3) << 8 | byte(at + 4));
+    const std::size_t length = std::min(whole, left_);
+    --recordsLeft_;
+    left_ -= length;
+    sent_ += length;
+    ++records_;
+    protected_ += bytes[at] == kDataRecord ? 1 : 0;
+    if (!connection_.send(bytes.substr(at, length)) || length < whole) {
+      return false;
+    }
+    at += whole;
   }
   return true;
 }
@@ -125,6 +173,32 @@ bool TlsPeer::send(const std::string& text) {
 void TlsPeer::notifyClose() {
   SSL_shutdown(ssl_.get());
   flush();
+}
+
+bool TlsPeer::sendRecord(char type, const std::string& content) {
+  sent_ += content.size();
+  if (SSL_version(ssl_.get()) < TLS1_3_VERSION || records_ == 0) {
+    return connection_.send(plainRecord(type, content));
+  }
+  if (!sealer_) {
+    if (isCut_) {
+      sealer_.emplace(secrets_.at("SERVER_HANDSHAKE_TRAFFIC_SECRET"), protected_);
+    } else {
+      sealer_.emplace(secrets_.at("SERVER_TRAFFIC_SECRET_0"),
+                      SSL_is_init_finished(ssl_.get()) ? protected_ : 0);
+    }
+  }
+  return connection_.send(sealer_->seal(type, content));
+}
+
+bool TlsPeer::goOn() {
+  SSL_do_handshake(ssl_.get());
+  return flush();
+}
+
+std::string plainRecord(char type, const std::string& content) {
+  return std::string{type, 3, 3, static_cast<char>(content.size() >> 8), static_cast<char>(content.size())} +
+         content;
 }
 
 }  // namespace test

@@ -11,7 +11,7 @@
 namespace test {
 
 RawServer::Connection::~Connection() {
-  close(socket_);
+  ::close(socket_);
 }
 
 bool RawServer::Connection::fill() {
@@ -65,6 +65,10 @@ bool RawServer::Connection::send(const std::string& text) {
     sent += static_cast<std::size_t>(count);
   }
   return true;
+}
+
+void RawServer::Connection::close() {
+  shutdown(socket_, SHUT_RDWR);
 }
 
 void RawServer::Connection::reset() {

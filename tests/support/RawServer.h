@@ -37,6 +37,8 @@ class RawServer {
     void readToEnd();
     /// False when the peer is gone.
     bool send(const std::string& text);
+    /// Ends the connection before its script does.
+    void close();
     /// Ends the connection with a reset instead of a regular end.
     void reset();
 

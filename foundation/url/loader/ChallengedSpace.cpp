@@ -74,7 +74,9 @@ std::optional<ProtectionSpace> challengedTunnel(const Asked& asked, CURLcode res
   long offered = 0;
   curl_easy_getinfo(asked.easy, CURLINFO_HTTP_CONNECTCODE, &connectCode);
   curl_easy_getinfo(asked.easy, CURLINFO_PROXYAUTH_AVAIL, &offered);
-  if (result != CURLE_RECV_ERROR || connectCode != kProxyAuthenticationRequired) {
+  // The latter when the body of the refusal is too long.
+  const bool isRefusal = result == CURLE_RECV_ERROR || result == CURLE_ABORTED_BY_CALLBACK;
+  if (!isRefusal || connectCode != kProxyAuthenticationRequired) {
     return std::nullopt;
   }
   // Beyond these curl tells nothing of what the proxy said.

@@ -38,6 +38,8 @@ URLErrorCode urlErrorCode(CURLcode result, long osError, TransferStage stage) {
                                                   : URLErrorCode::DataLengthExceedsMaximum;
     case CURLE_UNSUPPORTED_PROTOCOL:
       // The scheme was looked at before; this is an answer without a status line.
+    case CURLE_ABORTED_BY_CALLBACK:
+      // By WireRequest: a proxy's answer to CONNECT is too long.
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_HTTP_RETURNED_ERROR:
       return URLErrorCode::BadServerResponse;

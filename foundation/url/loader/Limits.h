@@ -21,6 +21,8 @@ struct Limits {
 /// The header bytes of all answers of one load (interim, redirect and final ones count together for each
 /// request).
 inline constexpr std::size_t kHeaderBytesLimit = std::size_t{256} << 10;
+/// A proxy's answer to CONNECT, head and body: curl has the loader thread while it reads one.
+inline constexpr std::size_t kTunnelAnswerLimit = std::size_t{64} << 10;
 /// Redirects followed before the load fails.
 inline constexpr int kRedirectLimit = 20;
 /// Challenges of one load, redirects included, before it fails: a server could ask for ever.

@@ -29,6 +29,7 @@ struct HandshakeCallbacks {
       return CURLE_OUT_OF_MEMORY;
     }
     SSL_CTX_set1_cert_store(tls, store);
+    SSL_CTX_set_info_callback(tls, &HandshakeCallbacks::noteProgress);
     if (SSL_CTX_get_max_proto_version(tls) == kHighestForProxies) {
       SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
       return CURLE_OK;
@@ -46,6 +47,14 @@ struct HandshakeCallbacks {
   }
 
  private:
+  /// OpenSSL skips what a server may send at any time before its certificates, for as long as there is more of it. Without
+  /// memory for the limit here the verification fails for want of it.
+  static void noteProgress(const SSL* tls, int where, int) {
+    if ((where & SSL_CB_HANDSHAKE_START) != 0) {
+      ReadAllowance::limit(const_cast<SSL*>(tls));
+    }
+  }
+
   static int ownerIndex() {
     static const int index =
         SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, &HandshakeCallbacks::release);

@@ -59,10 +59,15 @@ int destroy(BIO* filter) {
   return 1;
 }
 
+int type() {
+  static const int own = BIO_get_new_index() | BIO_TYPE_FILTER;
+  return own;
+}
+
 const BIO_METHOD* method() {
   // Never freed: connections may be there until the process ends.
   static const BIO_METHOD* const own = [] {
-    Method made(BIO_meth_new(BIO_get_new_index() | BIO_TYPE_FILTER, "a turn's allowance"));
+    Method made(BIO_meth_new(type(), "a turn's allowance"));
     const bool isComplete =
         made && BIO_meth_set_read(made.get(), &read) == 1 && BIO_meth_set_write(made.get(), &write) == 1 &&
         BIO_meth_set_ctrl(made.get(), &control) == 1 && BIO_meth_set_destroy(made.get(), &destroy) == 1;
@@ -78,6 +83,9 @@ void ReadAllowance::beginTurn() {
 }
 
 bool ReadAllowance::limit(SSL* tls) {
+  if (BIO_method_type(SSL_get_rbio(tls)) == type()) {
+    return true;
+  }
   std::unique_ptr<Allowance> allowance(new (std::nothrow) Allowance);
   BIO* const filter = allowance && method() != nullptr ? BIO_new(method()) : nullptr;
   BIO* const own = SSL_get_rbio(tls);

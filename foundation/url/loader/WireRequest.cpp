@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "foundation/url/loader/Limits.h"
+
 namespace foundation {
 
 // A handle for each request of a load: curl_easy_reset(3) leaks the list of cookie files.
@@ -109,6 +111,7 @@ int WireRequest::openSocket(const curl_sockaddr& address) {
 
 int WireRequest::connected() {
   mayBeResolving_ = false;
+  isConnected_ = true;
   return isSilenced_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
@@ -117,7 +120,8 @@ int WireRequest::noteProgress(curl_off_t bytes) {
     progress_ = bytes;
     client_.bytesMoved();
   }
-  return 0;
+  // A proxy's answer to CONNECT is read for as long as there is more of it, byte by byte, and each is reported.
+  return isConnected_ || ++reportsUnconnected_ <= kTunnelAnswerLimit ? 0 : 1;
 }
 
 }  // namespace foundation

@@ -85,6 +85,8 @@ class WireRequest {
   bool isOutOfDescriptors_ = false;
   bool isSilenced_ = false;
   bool isHeld_ = false;
+  bool isConnected_ = false;
+  std::size_t reportsUnconnected_ = 0;
   curl_off_t progress_ = 0;
 };
 
