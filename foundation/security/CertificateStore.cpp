@@ -1,18 +1,51 @@
 #include "foundation/security/CertificateStore.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <mutex>
+
 #include "foundation/base/Trace.h"
 
 namespace foundation {
+namespace {
+
+bool isEmpty(X509_STORE* store) {
+  X509_STORE_lock(store);
+  const int count = sk_X509_OBJECT_num(X509_STORE_get0_objects(store));
+  X509_STORE_unlock(store);
+  return count == 0;
+}
+
+/// The file among OpenSSL's default places.
+bool isThereAFile() {
+  const char* named = secure_getenv(X509_get_default_cert_file_env());
+  return access(named != nullptr ? named : X509_get_default_cert_file(), F_OK) == 0;
+}
+
+/// False when the file has given nothing: there may have been no descriptor to read it, of which OpenSSL says nothing.
+bool load(X509_STORE* store) {
+  if (X509_STORE_set_default_paths(store) == 1 && !(isEmpty(store) && isThereAFile())) {
+    return true;
+  }
+  trace(TraceLevel::Warning, "the certificate store cannot be loaded; no server will be trusted");
+  return false;
+}
+
+}  // namespace
 
 X509_STORE* CertificateStore::shared() {
   // Never freed: connections may still use it while the process exits.
-  static X509_STORE* const store = [] {
-    X509_STORE* made = X509_STORE_new();
-    if (made != nullptr && X509_STORE_set_default_paths(made) != 1) {
-      trace(TraceLevel::Warning, "the certificate store cannot be loaded; no server will be trusted");
-    }
-    return made;
-  }();
+  static constinit std::mutex mutex;
+  static X509_STORE* store = nullptr;
+  static bool isLoaded = false;
+  const std::lock_guard lock(mutex);
+  if (store == nullptr) {
+    store = X509_STORE_new();
+  }
+  if (store != nullptr && !isLoaded) {
+    isLoaded = load(store);
+  }
   return store;
 }
 
