@@ -6,17 +6,25 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
 #include <string>
 
 #include "tests/hostile/Attack.h"
+#include "tests/hostile/Http2Peer.h"
+#include "tests/hostile/TlsPeer.h"
+#include "tests/support/CertificateAuthority.h"
 
 namespace test {
 namespace {
 
+constexpr const char* kPieces[] = {"HTTP/1.1 200 OK\r\nContent-", "Length: 6\r\n", "\r\nsl", "ow", "ly"};
+
 /// Takes a request, and a little later answers it in pieces.
 void answerSlowly(RawServer::Connection& connection) {
   connection.readRequest();
-  for (const char* piece : {"HTTP/1.1 200 OK\r\nContent-", "Length: 6\r\n", "\r\nsl", "ow", "ly"}) {
+  for (const char* piece : kPieces) {
     usleep(30'000);
     connection.send(piece);
   }
@@ -38,6 +46,47 @@ void expectTasksDone(HostPool& pool) {
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(pool.outcome("slow " + std::to_string(i)), done("slowly"));
   }
+}
+
+/// A server over TLS that reads a little and goes, by a reset or by closing.
+RawServer::Script leavingOverTls(const std::shared_ptr<TlsIdentity>& identity, bool resets) {
+  return [identity, resets](RawServer::Connection& connection) {
+    TlsPeer peer(connection, *identity);
+    if (peer.shakeHands()) {
+      peer.read(1000);
+    }
+    if (resets) {
+      connection.reset();
+    }
+  };
+}
+
+TEST(SignalledHost, SurvivesPeersThatGoWhileItSendsOverTls) {
+  ASSERT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_DFL);
+  CertificateAuthority authority;
+  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
+  const auto identity = std::make_shared<TlsIdentity>(authority.good(), TlsIdentity::Offer{});
+  expectEnds({{"closing", leavingOverTls(identity, false), failed(1)},
+              {"resetting", leavingOverTls(identity, true), failed(1)}},
+             {.post = std::string(3 << 20, 'p')}, "https://127.0.0.1");
+}
+
+TEST(SignalledHost, SurvivesPeersThatGoWhileItSendsOverHttp2) {
+  ASSERT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_DFL);
+  CertificateAuthority authority;
+  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
+  const auto identity = std::make_shared<TlsIdentity>(authority.good(), TlsIdentity::Offer{.http2 = true});
+  const auto leaving = [identity](bool resets) {
+    return [identity, resets](RawServer::Connection& connection) {
+      Http2Peer peer(connection, *identity);
+      EXPECT_TRUE(peer.takeRequest());
+      if (resets) {
+        connection.reset();
+      }
+    };
+  };
+  expectEnds({{"closing", leaving(false), failed(1)}, {"resetting", leaving(true), failed(1)}},
+             {.post = std::string(3 << 20, 'p')}, "https://127.0.0.1");
 }
 
 TEST(SignalledHost, SurvivesPeersThatGoWhileItSends) {
@@ -70,24 +119,36 @@ TEST(SignalledHost, GoesOnThroughAStormOfInterruptions) {
   expectServes(pool);
 }
 
-TEST(SignalledHost, GoesOnAfterItHasBeenStopped) {
-  const pid_t host = getpid();
-  const pid_t stopper = fork();
-  if (stopper == 0) {
-    for (int i = 0; i < 5; ++i) {
-      usleep(40'000);
-      kill(host, SIGSTOP);
-      usleep(60'000);
-      kill(host, SIGCONT);
-    }
-    _exit(0);
+/// In the middle of an answer, before each of its pieces, the whole process is stopped.
+void stopAndAnswer(RawServer::Connection& connection) {
+  connection.readRequest();
+  for (const char* piece : kPieces) {
+    raise(SIGSTOP);  // to this thread, which goes no further then
+    connection.send(piece);
   }
-  HostPool pool;
-  expectTasksDone(pool);
+}
+
+TEST(SignalledHost, GoesOnAfterItHasBeenStopped) {
+  const pid_t host = fork();
+  if (host == 0) {
+    HostPool pool;
+    RawServer stopping(&stopAndAnswer);
+    pool.add("stopping", {.url = stopping.url("/")});
+    pool.launch("stopping");
+    expectTasksDone(pool);
+    EXPECT_EQ(pool.outcome("stopping"), done("slowly"));
+    expectServes(pool);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  unsigned stops = 0;
   int status = -1;
-  EXPECT_EQ(waitpid(stopper, &status, 0), stopper);
+  while (waitpid(host, &status, WUNTRACED) == host && WIFSTOPPED(status)) {
+    ++stops;
+    usleep(60'000);  // what was due meanwhile is due all at once
+    kill(host, SIGCONT);
+  }
+  EXPECT_EQ(stops, std::size(kPieces));
   EXPECT_EQ(status, 0);
-  expectServes(pool);
 }
 
 }  // namespace
