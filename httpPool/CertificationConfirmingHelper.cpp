@@ -167,10 +167,11 @@ void ShowTrustPanel(const Challenge& challenge, const PanelTexts& texts) {
   AnswerByTrustSettings(*challenge, *settings);
 }
 
-/// By way of a worker, which waits for the main thread's turn.
-void OnMainThread(std::function<void()> step) {
-  DispatchQueue::global().async(
-      [step = std::move(step)] { DispatchQueue::main().sync([&step] { step(); }); });
+/// By way of a worker, which waits for the main thread's turn; without a thread for that, straight.
+void OnMainThread(const std::function<void()>& step) {
+  if (!DispatchQueue::global().async([step] { DispatchQueue::main().sync([&step] { step(); }); })) {
+    static_cast<void>(DispatchQueue::main().async(step));
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "httpPool/MacDownloadEngine.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -192,7 +194,12 @@ void MacDownloadEngine::Ask(std::string_view question, const foundation::Diction
     prompt = ++m_answers->m_prompt;
   }
   center.addObserver(
-      observer, answer, [answers = m_answers, prompt, handler](const foundation::Notification& notification) {
+      observer, answer,
+      [answers = m_answers, prompt, process = getpid(),
+       handler](const foundation::Notification& notification) {
+        if (getpid() != process) {
+          return;  // the child of a fork has not got the thread that asks, nor what that may have locked
+        }
         const std::lock_guard lock(answers->m_mutex);
         if (answers->m_prompt != prompt || !answers->m_bWaiting) {
           return;  // another answer was first

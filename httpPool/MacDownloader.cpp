@@ -190,15 +190,25 @@ int MacDownloader::Stop() {
       << ", Cocoa http Call stop thread to call: " << TracedUrl{m_targetUrlString}
       << ", current state: " << static_cast<int>(GetDownloadState()) << std::endl;
   m_bNeedExitThread = true;
-  // A child of a fork has not got the thread, nor what that may have locked.
-  if (getpid() == m_process && !IsThreadDone()) {
-    Wake();
-    m_threadHandle->wait();
+  if (!IsThreadDone()) {
+    if (getpid() == m_process) {
+      Wake();
+      m_threadHandle->wait();
+    } else {
+      KeepForEver();
+    }
   }
   m_threadHandle.reset();
   m_bNeedExitThread = false;
   // Hand-overs that are still queued find the downloader stopped.
   return 0;
+}
+
+/// A child of a fork has not got the thread, which may have left anything here locked or half changed: not to be
+/// destroyed.
+void MacDownloader::KeepForEver() {
+  static std::vector<std::shared_ptr<MacDownloader>>& kept = *new std::vector<std::shared_ptr<MacDownloader>>;
+  kept.push_back(weak_from_this().lock());
 }
 
 /// After the count the thread is nothing to the downloader any more. Only then is a final state handed over, so the

@@ -162,6 +162,7 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();
+  void KeepForEver();
   void Fail(int errorCode);
   void OnDownloadStateChanged();
   void HandleResponseStatus(const foundation::URLResponse& response);

@@ -1,5 +1,7 @@
 #include "foundation/notification/NotificationCenter.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <iterator>
@@ -32,6 +34,14 @@ NotificationCenter& NotificationCenter::defaultCenter() {
   // Never destroyed: threads may still post while the process exits.
   static NotificationCenter* const center = new NotificationCenter;
   return *center;
+}
+
+/// Called as the library is loaded: what a thread is still making while another one forks stays half made in the child.
+/// The lock is taken around a fork, so that it is free in the child and what it guards is whole.
+void NotificationCenter::handleForks() {
+  defaultCenter();
+  pthread_atfork([] { defaultCenter().mutex_.lock(); }, [] { defaultCenter().mutex_.unlock(); },
+                 [] { defaultCenter().mutex_.unlock(); });
 }
 
 NotificationCenter::NotificationCenter() = default;

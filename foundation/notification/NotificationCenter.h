@@ -30,7 +30,7 @@ struct FOUNDATION_EXPORT Notification {
 
 /// Named notifications inside the process. Any thread. Observers are called one after another, in the order
 /// of their registration, on the posting thread, before post() returns. No lock is held meanwhile: an
-/// observer may add and remove observers and post.
+/// observer may add and remove observers and post. The child of a fork(2) has the default center's observers, too.
 class FOUNDATION_EXPORT NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
@@ -58,6 +58,7 @@ class FOUNDATION_EXPORT NotificationCenter {
 
  private:
   struct Registration;
+  [[gnu::constructor]] static void handleForks();
   template <typename Matches>
   bool removeMatching(const Matches& matches);
 

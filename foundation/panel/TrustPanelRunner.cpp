@@ -1,6 +1,7 @@
 #include "foundation/panel/TrustPanelRunner.h"
 
 #include <glib.h>
+#include <pthread.h>
 
 #include <mutex>
 #include <string>
@@ -18,8 +19,14 @@ struct HostPanel {
   void* context = nullptr;
 };
 
-std::mutex hostPanelMutex;
+constinit std::mutex hostPanelMutex;
 HostPanel hostPanel;
+
+/// So that the lock is free in the child of a fork.
+[[gnu::constructor]] void handleForks() {
+  pthread_atfork([] { hostPanelMutex.lock(); }, [] { hostPanelMutex.unlock(); },
+                 [] { hostPanelMutex.unlock(); });
+}
 
 HostPanel currentHostPanel() {
   const std::lock_guard lock(hostPanelMutex);

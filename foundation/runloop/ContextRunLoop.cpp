@@ -1,27 +1,61 @@
 #include "foundation/runloop/ContextRunLoop.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <new>
 #include <utility>
 
 #include "foundation/runloop/CurrentThread.h"
 
 namespace foundation {
-namespace {
 
-struct Registry {
+struct ContextRunLoop::Registry {
   std::mutex mutex;
   std::map<GMainContext*, std::shared_ptr<ContextRunLoop>> loops;
 };
 
-Registry& registry() {
+ContextRunLoop::Registry& ContextRunLoop::registry() {
   // Never destroyed: threads that are still running while the process exits may hand work over.
   static Registry* const all = new Registry;
   return *all;
 }
 
-}  // namespace
+/// Called as the library is loaded: what a thread is still making while another one forks stays half made in the child.
+/// All locks are taken around a fork. Other threads call GLib for a loop under its lock only, so GLib's own lock of the
+/// context is free in the child, too.
+void ContextRunLoop::handleForks() {
+  registry();
+  pthread_atfork(
+      [] {
+        registry().mutex.lock();
+        for (const auto& [context, loop] : registry().loops) {
+          loop->mutex_.lock();
+        }
+      },
+      [] {
+        for (const auto& [context, loop] : registry().loops) {
+          loop->mutex_.unlock();
+        }
+        registry().mutex.unlock();
+      },
+      [] {
+        for (const auto& [context, loop] : registry().loops) {
+          loop->forgetInChild();
+          loop->mutex_.unlock();
+        }
+        registry().mutex.unlock();
+      });
+}
+
+/// Under the lock. What the parent's threads have handed over concerns what the child has not got, and may hold what is
+/// locked for ever, so it is not released.
+void ContextRunLoop::forgetInChild() {
+  new (&incoming_) decltype(incoming_);
+  new (&ready_) decltype(ready_);
+}
 
 struct ContextRunLoop::Source {
   static gboolean dispatch(GSource*, GSourceFunc, gpointer loop) {
@@ -108,6 +142,9 @@ void ContextRunLoop::runQueued() noexcept {
     self = shared_from_this();
     std::move(incoming_.begin(), incoming_.end(), std::back_inserter(ready_));
     incoming_.clear();
+    if (ready_.empty()) {
+      g_source_set_ready_time(source_, -1);  // a fork has dropped what it was due for
+    }
   }
   // What the blocks post comes in a later turn, so that the host's own sources get theirs.
   for (std::size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {

@@ -16,7 +16,7 @@ namespace foundation {
 /// The run loop of a GLib main context, which whoever owns the thread turns: the host's toolkit, or
 /// ZEP_RunLoop_Run. One source on the context serves all performs. There is one loop for each context; it
 /// does not keep the context alive, and ends with it: what is queued then is released, what is posted later
-/// dropped.
+/// dropped. What is queued at a fork(2) is not the child's.
 class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this<ContextRunLoop> {
  public:
   /// The loop of `context`, null for the default context. Any thread.
@@ -32,12 +32,16 @@ class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this
 
  private:
   struct Source;
+  struct Registry;
+  static Registry& registry();
+  [[gnu::constructor]] static void handleForks();
 
   explicit ContextRunLoop(GMainContext* context);
   void attach();
   void runQueued() noexcept;
   std::function<void()> takeReady();
   void contextEnded();
+  void forgetInChild();
 
   /// Compared, and used on the loop's own thread; it may be gone on others.
   GMainContext* const context_;

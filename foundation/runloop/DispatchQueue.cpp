@@ -4,7 +4,6 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <deque>
@@ -14,11 +13,11 @@
 #include <set>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "foundation/base/Trace.h"
 #include "foundation/runloop/RunLoop.h"
-#include "foundation/runloop/Timer.h"
 #include "foundation/runloop/WorkerThreads.h"
 
 namespace foundation {
@@ -73,81 +72,58 @@ constinit std::mutex workerQueuesMutex;
 /// Blocks that wait for their turn, and a few threads that take one after another until none is left.
 class WorkerQueue final : public DispatchQueue {
  public:
-  void async(std::function<void()> block) override {
-    {
-      const std::lock_guard lock(workerQueuesMutex);
-      blocks_.push_back(std::move(block));
+  bool async(std::function<void()> block) override {
+    const int error = queue(block);
+    if (error != 0) {
+      trace(TraceLevel::Warning, "no thread for a worker queue: " + std::system_category().message(error));
     }
-    callThread();
+    return error == 0;
   }
 
   void sync(const std::function<void()>& block) override {
     const auto awaited = std::make_shared<AwaitedBlock>(block);
-    async([awaited] { awaited->run(); });
-    if (!isServed()) {
-      // The caller has nothing to do but to wait, so it does not wait for a thread that there may never be.
-      awaited->run();
+    if (!async([awaited] { awaited->run(); })) {
+      awaited->run();  // the caller has nothing to do but to wait
     }
     awaited->wait();
   }
 
-  /// In the child of a fork, under the lock: the threads are the parent's, and so are the blocks. What these hold
+  /// In the child of a fork, under the lock: the other threads are the parent's, and so are the blocks. What these hold
   /// may be locked for ever, so the list is begun anew without releasing them.
   void forgetInChild() {
-    threads_ = 0;
-    isCallDue_ = false;
+    threads_ = servedQueue == this ? 1 : 0;
     new (&blocks_) std::deque<std::function<void()>>;
   }
 
  private:
   static constexpr int kMostThreads = 8;
-  static constexpr std::chrono::milliseconds kNextCall{100};
 
-  bool isServed() {
+  /// 0, or why there is nobody to run the block; then it is the caller's again.
+  int queue(std::function<void()>& block) {
+    // Held while the thread is made: a block is queued only if there is a thread that comes to it.
     const std::lock_guard lock(workerQueuesMutex);
-    return threads_ > 0;
+    blocks_.push_back(std::move(block));
+    const int error = threads_ < kMostThreads ? addThread() : 0;
+    if (error == 0 || threads_ > 0) {
+      return 0;
+    }
+    block = std::move(blocks_.back());
+    blocks_.pop_back();
+    return error;
   }
 
-  void callThread() {
-    {
-      const std::lock_guard lock(workerQueuesMutex);
-      if (blocks_.empty() || threads_ == kMostThreads) {
-        return;
-      }
-      ++threads_;
-    }
-    if (const int error = WorkerThreads::shared().run("zep.worker", [this] { serve(); })) {
-      refused(error);
-    }
-  }
-
-  /// A block must not be lost because there is no thread now. Whoever serves the queue comes to it; when nobody
-  /// does, the main thread asks again.
-  void refused(int error) {
-    {
-      const std::lock_guard lock(workerQueuesMutex);
-      --threads_;
-      if (threads_ > 0 || std::exchange(isCallDue_, true)) {
-        return;
-      }
-    }
-    trace(TraceLevel::Warning,
-          "no thread for a worker queue, asking again: " + std::system_category().message(error));
-    RunLoop::main()->perform([this] {
-      Timer::scheduled(kNextCall, Timer::Repeats::No, [this](Timer&) {
-        {
-          const std::lock_guard lock(workerQueuesMutex);
-          isCallDue_ = false;
-        }
-        callThread();
-      });
-    });
+  int addThread() {
+    const int error = WorkerThreads::shared().run("zep.worker", [this] { serve(); });
+    threads_ += error == 0 ? 1 : 0;
+    return error;
   }
 
   void serve() {
+    servedQueue = this;
     while (const std::function<void()> block = takeBlock()) {
       block();
     }
+    servedQueue = nullptr;
   }
 
   /// Empty when there is none, and then the calling thread does not count as one of the queue's any more.
@@ -162,29 +138,28 @@ class WorkerQueue final : public DispatchQueue {
     return block;
   }
 
+  /// The one that the calling thread serves.
+  static thread_local const WorkerQueue* servedQueue;
+
   std::deque<std::function<void()>> blocks_;
-  /// Those that serve it, or have been asked to.
   int threads_ = 0;
-  bool isCallDue_ = false;
 };
+
+thread_local const WorkerQueue* WorkerQueue::servedQueue = nullptr;
 
 class MainQueue final : public DispatchQueue {
  public:
-  // The main thread serves no blocks while it ends the process, but it may join threads that wait for it.
-  MainQueue() {
-    std::atexit([] { static_cast<MainQueue&>(DispatchQueue::main()).processEnds(); });
-  }
-
-  void async(std::function<void()> block) override {
+  bool async(std::function<void()> block) override {
     {
       const std::lock_guard lock(mutex_);
       blocks_.push_back(std::move(block));
     }
     RunLoop::main()->perform([this] { runNext(); });
+    return true;
   }
 
   void sync(const std::function<void()>& block) override {
-    if (isMainThread()) {
+    if (isCalledOnMainThread()) {
       block();
       return;
     }
@@ -196,10 +171,31 @@ class MainQueue final : public DispatchQueue {
       }
       awaited_.insert(awaited);
     }
-    async([awaited] { awaited->run(); });
+    static_cast<void>(async([awaited] { awaited->run(); }));
     awaited->wait();
     const std::lock_guard lock(mutex_);
     awaited_.erase(awaited);
+  }
+
+  /// The main thread serves no blocks while it ends the process, but it may join threads that wait for it.
+  void processEnds() {
+    const std::lock_guard lock(mutex_);
+    isEnding_ = true;
+    for (const auto& awaited : awaited_) {
+      awaited->abandon(isMainThread());
+    }
+  }
+
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
+
+  /// In the child of a fork, under the lock: nobody waits any more. As for the worker queues nothing is released.
+  void forgetInChild() {
+    new (&blocks_) std::deque<std::function<void()>>;
+    new (&awaited_) std::set<std::shared_ptr<AwaitedBlock>>;
+    if (runner_ != std::this_thread::get_id()) {
+      runner_ = {};
+    }
   }
 
  private:
@@ -208,10 +204,10 @@ class MainQueue final : public DispatchQueue {
     {
       const std::lock_guard lock(mutex_);
       // Inside a block that turns the loop: its end asks again.
-      if (isRunning_ || blocks_.empty()) {
+      if (runner_ != std::thread::id() || blocks_.empty()) {
         return;
       }
-      isRunning_ = true;
+      runner_ = std::this_thread::get_id();
       block = std::move(blocks_.front());
       blocks_.pop_front();
     }
@@ -219,7 +215,7 @@ class MainQueue final : public DispatchQueue {
     bool hasMore = false;
     {
       const std::lock_guard lock(mutex_);
-      isRunning_ = false;
+      runner_ = {};
       hasMore = !blocks_.empty();
     }
     if (hasMore) {
@@ -227,12 +223,10 @@ class MainQueue final : public DispatchQueue {
     }
   }
 
-  void processEnds() {
+  /// Under the lock, because GLib has a lock of its own for that, which has to be free in the child of a fork.
+  bool isCalledOnMainThread() {
     const std::lock_guard lock(mutex_);
-    isEnding_ = true;
-    for (const auto& awaited : awaited_) {
-      awaited->abandon(isMainThread());
-    }
+    return isMainThread();
   }
 
   /// The thread that turns the default context now, or the one that started the program and may turn it
@@ -243,32 +237,46 @@ class MainQueue final : public DispatchQueue {
 
   std::mutex mutex_;
   std::deque<std::function<void()>> blocks_;
-  bool isRunning_ = false;
+  /// The thread that runs a block now.
+  std::thread::id runner_;
   std::set<std::shared_ptr<AwaitedBlock>> awaited_;
   bool isEnding_ = false;
 };
 
-struct WorkerQueues {
+struct Queues {
   WorkerQueue global;
   WorkerQueue workers;
+  MainQueue main;
 };
 
-WorkerQueues& workerQueues() {
-  static WorkerQueues* const queues = [] {
-    pthread_atfork([] { workerQueuesMutex.lock(); }, [] { workerQueuesMutex.unlock(); },
-                   [] {
-                     workerQueues().global.forgetInChild();
-                     workerQueues().workers.forgetInChild();
-                     workerQueuesMutex.unlock();
-                   });
-    return new WorkerQueues;
+Queues& queues() {
+  static Queues* const all = [] {
+    // Its lock is taken after that of the queues, so its handler has to be there first.
+    WorkerThreads::shared();
+    pthread_atfork(
+        [] {
+          workerQueuesMutex.lock();
+          queues().main.lock();
+        },
+        [] {
+          queues().main.unlock();
+          workerQueuesMutex.unlock();
+        },
+        [] {
+          queues().main.forgetInChild();
+          queues().main.unlock();
+          queues().global.forgetInChild();
+          queues().workers.forgetInChild();
+          workerQueuesMutex.unlock();
+        });
+    return new Queues;
   }();
-  return *queues;
+  return *all;
 }
 
 /// Made as the library is loaded: what a thread is still making while another one forks stays half made in the child.
-[[gnu::constructor]] void makeWorkerQueues() {
-  workerQueues();
+[[gnu::constructor]] void makeQueues() {
+  queues();
 }
 
 }  // namespace
@@ -278,16 +286,16 @@ DispatchQueue::~DispatchQueue() = default;
 // Neither is ever destroyed: threads may still send blocks while the process exits.
 
 DispatchQueue& DispatchQueue::global() {
-  return workerQueues().global;
+  return queues().global;
 }
 
 DispatchQueue& DispatchQueue::workers() {
-  return workerQueues().workers;
+  return queues().workers;
 }
 
 DispatchQueue& DispatchQueue::main() {
-  static MainQueue* const queue = new MainQueue;
-  return *queue;
+  [[maybe_unused]] static const int isRegistered = std::atexit([] { queues().main.processEnds(); });
+  return queues().main;
 }
 
 }  // namespace foundation

@@ -7,7 +7,7 @@
 namespace foundation {
 
 /// Where blocks are sent to run. Used from any thread; lives as long as the process. An exception that
-/// escapes a block ends the process.
+/// escapes a block ends the process. The child of a fork(2) has none of its parent's blocks.
 class FOUNDATION_EXPORT DispatchQueue {
  public:
   /// Worker threads, made as needed and few; blocks run side by side in no fixed order.
@@ -23,9 +23,10 @@ class FOUNDATION_EXPORT DispatchQueue {
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
 
-  /// Runs `block` later; does not wait.
-  virtual void async(std::function<void()> block) = 0;
-  /// Runs `block` and waits for its end. On the main thread, main().sync() runs it at once instead of waiting
+  /// Runs `block` later; does not wait. False: it is released without having been run, because the system refuses a
+  /// thread and the queue has none. Never so for main().
+  [[nodiscard]] virtual bool async(std::function<void()> block) = 0;
+  /// Runs `block` and waits for its end; without a thread for it, on the calling one. On the main thread, main().sync() runs it at once instead of waiting
   /// for itself; a wait for it ends when the process does, whether the block has run or not.
   virtual void sync(const std::function<void()>& block) = 0;
 

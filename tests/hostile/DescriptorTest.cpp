@@ -6,12 +6,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
-#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "foundation/base/Descriptor.h"
+#include "tests/host/PanelHost.h"
 #include "tests/hostile/Attack.h"
+#include "tests/hostile/ServerProcess.h"
+#include "tests/hostile/TlsPeer.h"
+#include "tests/support/CertificateAuthority.h"
+#include "tests/support/Files.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace test {
 namespace {
@@ -27,90 +34,140 @@ int highestDescriptor() {
   return highest;
 }
 
-/// A server in a process of its own: its descriptors are not the host's.
-class ServerProcess {
- public:
-  ServerProcess() {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    process_ = fork();
-    if (process_ == 0) {
-      const RawServer server(RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood"));
-      const int port = server.port();
-      [[maybe_unused]] const ssize_t ignored = write(ends[1], &port, sizeof(port));
-      for (;;) {
-        pause();
-      }
-    }
-    EXPECT_EQ(read(ends[0], &port_, sizeof(port_)), static_cast<ssize_t>(sizeof(port_)));
-    close(ends[0]);
-    close(ends[1]);
-  }
-  ~ServerProcess() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  ServerProcess(const ServerProcess&) = delete;
-  ServerProcess& operator=(const ServerProcess&) = delete;
-
-  std::string url() const { return "http://localhost:" + std::to_string(port_) + "/"; }
-
- private:
-  pid_t process_ = -1;
-  int port_ = 0;
-};
-
 void limitDescriptors(rlim_t most) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   limit.rlim_cur = most;
-  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// How many more can be had, up to a bound.
+int descriptorsLeft() {
+  std::vector<foundation::Descriptor> opened;
+  while (opened.size() < 100) {
+    foundation::Descriptor descriptor(dup(0));
+    if (!descriptor.isOpen()) {
+      break;
+    }
+    opened.push_back(std::move(descriptor));
+  }
+  return static_cast<int>(opened.size());
 }
 
 enum class Before { OneRequest, None };
 
-/// What is wrong with a host that has so many descriptors left; 0 when it ends its task and then serves the next.
-int trySpare(const std::string& url, int spare, Before before) {
+/// What comes of a host that has so many descriptors left.
+enum class Result : int {
+  Done = 0,    ///< the task has its result all the same
+  Failed = 1,  ///< it has failed, and the next one not
+  WrongBefore = 10,
+  NoLimit,
+  Endless,
+  WrongEnd,
+  WrongNext,
+};
+
+struct Task {
+  Call call;
+  Outcome expected;
+};
+
+Result trySpare(const Task& task, int spare, Before before) {
+  // The certificates that are relied on are in a file, and without them the user is asked.
+  PanelHost panel(0);
   HostPool pool;
-  if (before == Before::OneRequest && pool.run({.url = url}) != done("good")) {
-    return 1;
+  if (before == Before::OneRequest && pool.run(task.call) != task.expected) {
+    return Result::WrongBefore;
   }
   const int highest = highestDescriptor();
   // Holes would be used, too.
   while (dup(0) >= 0 && highestDescriptor() <= highest) {
   }
   limitDescriptors(static_cast<rlim_t>(highestDescriptor() + 1 + spare));
-  pool.add("short", {.url = url});
+  if (descriptorsLeft() != spare) {
+    return Result::NoLimit;
+  }
+  pool.add("short", task.call);
   pool.launch("short");
   if (!pool.await(std::chrono::seconds(20))) {
-    return 2;
+    return Result::Endless;
   }
   limitDescriptors(1024);
-  return pool.run({.url = url}) == done("good") ? 0 : 3;
+  const Outcome outcome = pool.outcome("short");
+  const bool isDone = outcome == task.expected;
+  if (!isDone && outcome.status != ZEP_HTTP_TASK_FAILED) {
+    return Result::WrongEnd;
+  }
+  if (pool.run(task.call) != task.expected) {
+    return Result::WrongNext;
+  }
+  return isDone ? Result::Done : Result::Failed;
 }
 
-void tryEverySpare(Before before, int most) {
-  const ServerProcess server;
-  for (int spare = 0; spare < most; ++spare) {
+/// With none the process's first task cannot be served, and with `enough` every task has to be.
+void tryEverySpare(const Task& task, Before before, int enough) {
+  for (int spare = 0; spare <= enough; ++spare) {
     const pid_t child = fork();
     if (child == 0) {
       alarm(60);
-      _exit(trySpare(server.url(), spare, before));
+      _exit(static_cast<int>(trySpare(task, spare, before)));
     }
     int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << spare << " left";
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << spare << " left, ended by signal " << WTERMSIG(status);
+    const auto result = static_cast<Result>(WEXITSTATUS(status));
+    EXPECT_TRUE(result == Result::Done || result == Result::Failed)
+        << spare << " left: " << static_cast<int>(result);
+    if (spare == 0 && before == Before::None) {
+      EXPECT_EQ(result, Result::Failed);
+    } else if (spare == enough) {
+      EXPECT_EQ(result, Result::Done);
+    }
   }
 }
 
+RawServer::Script answeringGood() {
+  return RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood");
+}
+
 TEST(UsedUpDescriptors, EndTheTaskAndNotTheNext) {
-  tryEverySpare(Before::OneRequest, 10);
+  const ServerProcess server(&answeringGood);
+  tryEverySpare({.call = {.url = server.url("http://localhost")}, .expected = done("good")},
+                Before::OneRequest, 10);
 }
 
 /// What is made once for the process is made later then. The desktop's proxy settings need some of their own.
 TEST(UsedUpDescriptors, EndTheFirstTaskAndNotTheNext) {
   unsetenv("GIO_USE_PROXY_RESOLVER");
-  tryEverySpare(Before::None, 25);
+  const ServerProcess server(&answeringGood);
+  tryEverySpare({.call = {.url = server.url("http://localhost")}, .expected = done("good")}, Before::None,
+                25);
+}
+
+TEST(UsedUpDescriptors, EndTheFirstTaskOverTlsAndNotTheNext) {
+  CertificateAuthority authority;
+  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
+  const CertificateAuthority::Leaf leaf = authority.good();
+  const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
+  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
+                10);
+}
+
+TEST(UsedUpDescriptors, EndTheFirstLoadOfAFileAndNotTheNext) {
+  const TemporaryFolder folder;
+  writeFile(folder.file("page"), "good");
+  tryEverySpare({.call = {.url = "file://" + folder.file("page")}, .expected = done("good")}, Before::None,
+                6);
+}
+
+/// The body's file is one more than the connection's.
+TEST(UsedUpDescriptors, EndADownloadAndNotTheNext) {
+  const TemporaryFolder folder;
+  const ServerProcess server(&answeringGood);
+  tryEverySpare({.call = {.url = server.url("http://localhost"), .file = folder.file("page")},
+                 .expected = done(folder.file("page"))},
+                Before::OneRequest, 10);
+  EXPECT_EQ(readFile(folder.file("page")), "good");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tests/hostile/TlsPeer.h"
 
 #include <algorithm>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -199,6 +200,16 @@ bool TlsPeer::goOn() {
 std::string plainRecord(char type, const std::string& content) {
   return std::string{type, 3, 3, static_cast<char>(content.size() >> 8), static_cast<char>(content.size())} +
          content;
+}
+
+RawServer::Script answeringOverTls(const CertificateAuthority::Leaf& leaf, const std::string& body) {
+  const auto identity = std::make_shared<TlsIdentity>(leaf, TlsIdentity::Offer{});
+  return [identity, body](RawServer::Connection& connection) {
+    TlsPeer peer(connection, *identity);
+    if (peer.shakeHands() && !peer.readRequest().empty()) {
+      peer.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    }
+  };
 }
 
 }  // namespace test

@@ -109,4 +109,7 @@ class TlsPeer {
 /// As it stands on the wire without protection; of fewer than 2^14 bytes.
 std::string plainRecord(char type, const std::string& content);
 
+/// A server with that certificate that answers one request with status 200 and the body.
+RawServer::Script answeringOverTls(const CertificateAuthority::Leaf& leaf, const std::string& body);
+
 }  // namespace test

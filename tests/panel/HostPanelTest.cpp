@@ -128,12 +128,12 @@ TEST_F(HostPanel, IsAskedByThePanelsOfTheSystem) {
 TEST_F(HostPanel, IsAskedOnTheMainThreadForAWorker) {
   ZEP_TrustPanel_SetRunner(ask, &host);
   std::atomic<int> answer{-1};
-  foundation::DispatchQueue::global().async([&] {
+  EXPECT_TRUE(foundation::DispatchQueue::global().async([&] {
     bool isConfirmed = false;
     foundation::DispatchQueue::main().sync([&] { isConfirmed = foundation::runPanel(kRequest); });
     answer = isConfirmed ? 1 : 0;
     g_main_context_wakeup(nullptr);
-  });
+  }));
   while (answer == -1) {
     g_main_context_iteration(nullptr, TRUE);
   }
@@ -175,7 +175,8 @@ TEST_F(HostPanel, MayTurnTheRunLoopAndTheNextPanelWaits) {
   ZEP_TrustPanel_SetRunner(showDialog, &dialog);
   int confirmed = 0;
   for (int i = 0; i < 3; ++i) {
-    foundation::DispatchQueue::main().async([&] { confirmed += foundation::runPanel(kRequest) ? 1 : 0; });
+    EXPECT_TRUE(foundation::DispatchQueue::main().async(
+        [&] { confirmed += foundation::runPanel(kRequest) ? 1 : 0; }));
   }
   while (dialog.ended < 3) {
     g_main_context_iteration(nullptr, TRUE);

@@ -217,10 +217,10 @@ TEST_F(PanelWindow, PanelsComeOneAfterAnother) {
   second.host = "second.test";
   std::vector<std::string> answers;
   const auto ask = [&](const PanelRequest& request) {
-    foundation::DispatchQueue::main().async([&answers, request] {
+    EXPECT_TRUE(foundation::DispatchQueue::main().async([&answers, request] {
       const bool isConfirmed = foundation::runPanel(request);
       answers.push_back(request.host + (isConfirmed ? " confirmed" : " declined"));
-    });
+    }));
   };
   ask(first);
   ask(second);

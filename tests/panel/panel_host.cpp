@@ -52,11 +52,11 @@ int main(int argc, char** argv) {
   g_unix_signal_add(
       SIGUSR1, [](gpointer) -> gboolean { std::exit(3); }, nullptr);
   g_unix_signal_add(SIGUSR2, forkOne, nullptr);
-  foundation::DispatchQueue::global().async([request = requestFrom(argc, argv)] {
+  const bool isAsking = foundation::DispatchQueue::global().async([request = requestFrom(argc, argv)] {
     foundation::DispatchQueue::main().sync([&] {
       std::puts(foundation::runPanel(request) ? "confirmed" : "declined");
       ZEP_RunLoop_Stop();
     });
   });
-  return ZEP_RunLoop_Run(-1) == 1 ? 0 : 1;
+  return isAsking && ZEP_RunLoop_Run(-1) == 1 ? 0 : 1;
 }

@@ -9,12 +9,16 @@ namespace test {
 namespace {
 
 std::atomic<int> refusalError = 0;
-std::atomic<int> refused = 0;
+std::atomic<int> firstRefused = 0;
+std::atomic<int> mostRefused = 0;
+std::atomic<int> asked = 0;
 
 }  // namespace
 
-ThreadRefusal::ThreadRefusal(int error) {
-  refused = 0;
+ThreadRefusal::ThreadRefusal(int error, int first, int most) {
+  firstRefused = first;
+  mostRefused = most;
+  asked = 0;
   refusalError = error;
 }
 
@@ -23,7 +27,7 @@ ThreadRefusal::~ThreadRefusal() {
 }
 
 int ThreadRefusal::count() {
-  return refused;
+  return asked;
 }
 
 }  // namespace test
@@ -35,8 +39,10 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* 
   using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
   static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
   if (const int error = test::refusalError) {
-    ++test::refused;
-    return error;
+    const int number = test::asked++ - test::firstRefused;
+    if (number >= 0 && number < test::mostRefused) {
+      return error;
+    }
   }
   return create(thread, attributes, entry, argument);
 }

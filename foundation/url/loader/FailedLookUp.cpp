@@ -38,8 +38,7 @@ int lookUp(const std::string& host) {
   return error;
 }
 
-void answerAll(const std::string& host) {
-  const URLErrorCode code = urlErrorCodeOfLookUp(lookUp(host));
+void answerAll(const std::string& host, URLErrorCode code) {
   Answers answers;
   {
     OpenQuestions& questions = openQuestions();
@@ -63,7 +62,9 @@ void diagnoseFailedLookUp(const std::string& host, std::function<void(URLErrorCo
       return;
     }
   }
-  DispatchQueue::workers().async([host] { answerAll(host); });
+  if (!DispatchQueue::workers().async([host] { answerAll(host, urlErrorCodeOfLookUp(lookUp(host))); })) {
+    answerAll(host, urlErrorCodeOfLookUp(EAI_AGAIN));
+  }
 }
 
 }  // namespace foundation

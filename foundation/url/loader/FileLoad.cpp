@@ -81,9 +81,10 @@ void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
 
 }  // namespace
 
-void startFileLoad(const URL& url, std::size_t bodyLimit, std::shared_ptr<TransferClient> client) {
-  DispatchQueue::workers().async(
-      [url, bodyLimit, client = std::move(client)] { readFile(url, bodyLimit, *client); });
+void startFileLoad(const URL& url, std::size_t bodyLimit, const std::shared_ptr<TransferClient>& client) {
+  if (!DispatchQueue::workers().async([url, bodyLimit, client] { readFile(url, bodyLimit, *client); })) {
+    fail(*client, URLErrorCode::Unknown, "no thread to read the file");
+  }
 }
 
 }  // namespace foundation

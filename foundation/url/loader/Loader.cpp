@@ -50,9 +50,20 @@ std::optional<Error> reasonNotToStart(const URLRequest& request) {
 
 // --- From any thread. ---
 
+/// Not a local variable, whose making would stay half done in the child of a fork that comes in between; and not made
+/// as the library is loaded, because the host may set the limits' variables later.
+constinit std::atomic<Loader*> Loader::shared_ = nullptr;
+constinit std::mutex Loader::sharedMutex_;
+
 Loader& Loader::shared() {
-  static Loader* const loader = new Loader;
-  return *loader;
+  if (Loader* loader = shared_) {
+    return *loader;
+  }
+  const std::lock_guard lock(sharedMutex_);
+  if (shared_ == nullptr) {
+    shared_ = new Loader;
+  }
+  return *shared_;
 }
 
 Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient> client) {
@@ -64,7 +75,7 @@ Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient>
   if (auto error = reasonNotToStart(request)) {
     client->failed(std::move(*error));
   } else if (request.url()->isFile()) {
-    startFileLoad(*request.url(), limits_.bodyBytes, std::move(client));
+    startFileLoad(*request.url(), limits_.bodyBytes, client);
   } else if (!bringUp()) {
     client->failed(makeURLError(URLErrorCode::Unknown, "the loader could not be started"));
   } else {
@@ -143,12 +154,47 @@ Loader::Loader()
       proxies_([this](std::function<void()> block) { post(std::move(block)); }) {
 }
 
+/// Called as the library is loaded. The locks are taken around a fork, so that they are free in the child, and what is made
+/// under them is there or is not.
+void Loader::handleForks() {
+  const auto lock = [] {
+    sharedMutex_.lock();
+    if (Loader* loader = shared_) {
+      loader->mutex_.lock();
+    }
+  };
+  const auto unlock = [] {
+    if (Loader* loader = shared_) {
+      loader->mutex_.unlock();
+    }
+    sharedMutex_.unlock();
+  };
+  const auto unlockInChild = [] {
+    if (Loader* loader = shared_) {
+      loader->becomeChilds();
+      loader->mutex_.unlock();
+    }
+    sharedMutex_.unlock();
+  };
+  pthread_atfork(lock, unlock, unlockInChild);
+}
+
+/// In the child, under the lock. A loader that nothing has been made for yet is the child's own.
+void Loader::becomeChilds() {
+  isParents_ = isParents_ || multi_ != nullptr || epoll_ >= 0 || wakeUp_ >= 0;
+  isUp_ = false;
+}
+
 /// Whether there is a loader thread; makes it when there is none yet. What the system refuses now it may grant to the next
 /// load.
 bool Loader::bringUp() {
   const std::lock_guard lock(mutex_);
   if (isUp_) {
     return true;
+  }
+  if (isParents_) {
+    trace(TraceLevel::Error, "no requests in the child of a fork when there were some before");
+    return false;
   }
   const OpenSSLUse use;
   if (!use.isAllowed()) {
@@ -200,6 +246,9 @@ void Loader::stopAtExit() {
   Loader& loader = shared();
   {
     const std::lock_guard lock(loader.mutex_);
+    if (loader.isParents_) {
+      return;
+    }
     loader.stopping_ = true;
   }
   eventfd_write(loader.wakeUp_, 1);

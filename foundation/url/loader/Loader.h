@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -40,6 +41,10 @@ enum class ServerTrust {
 ///
 /// Its thread is made by the first load, and ended and joined when the process exits. The object is never
 /// destroyed, so threads that are still running then find it.
+///
+/// In the child of a fork(2) that comes after the first load, loads over http and https fail and nothing is touched that
+/// belongs to the parent: neither curl nor OpenSSL can be used when other threads have left them in the middle of
+/// something.
 class Loader {
  public:
   using LoadId = std::uint64_t;
@@ -104,6 +109,8 @@ class Loader {
 
  private:
   Loader();
+  [[gnu::constructor]] static void handleForks();
+  void becomeChilds();
   bool bringUp();
   bool prepareLocked();
   static void stopAtExit();
@@ -125,6 +132,9 @@ class Loader {
   static int onTimer(CURLM*, long milliseconds, void* loader);
   void watchSocket(curl_socket_t socket, int what, bool known);
 
+  static std::atomic<Loader*> shared_;
+  static std::mutex sharedMutex_;
+
   const Limits limits_;
   CookieJar cookies_;
   MultiHandle multi_;
@@ -139,6 +149,8 @@ class Loader {
   std::vector<std::function<void()>> commands_;
   LoadId lastId_ = 0;
   bool stopping_ = false;
+  /// This process is the child of a fork, and everything here its parent's.
+  bool isParents_ = false;
 
   // The loader thread's own.
   Clock::time_point now_;

@@ -6,14 +6,17 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <latch>
 #include <memory>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "foundation/base/Descriptor.h"
 #include "foundation/base/ExitBarrier.h"
 #include "foundation/base/Trace.h"
+#include "foundation/runloop/BlockedSignals.h"
 #include "foundation/runloop/DispatchQueue.h"
 
 namespace foundation {
@@ -52,9 +55,31 @@ bool areDescriptorsLeft() {
   return true;
 }
 
+/// It ends the process, too, when there is no thread for what it makes at the first look-up.
+bool areThreadsLeft() {
+  constexpr std::size_t kEnough = 4;
+  const BlockedSignals blocked;
+  std::latch end(1);
+  std::vector<std::thread> started;
+  started.reserve(kEnough);
+  try {
+    while (started.size() < kEnough) {
+      started.emplace_back([&end] { end.wait(); });
+    }
+  } catch (...) {
+    // The next one is refused, or its memory.
+  }
+  const bool areEnough = started.size() == kEnough;
+  end.count_down();
+  for (std::thread& thread : started) {
+    thread.join();
+  }
+  return areEnough;
+}
+
 ProxyChoice ask(const std::string& url) {
-  if (desktop == Desktop::NotAskedYet && !areDescriptorsLeft()) {
-    trace(TraceLevel::Warning, "no descriptors for the desktop's proxy settings");
+  if (desktop == Desktop::NotAskedYet && !(areDescriptorsLeft() && areThreadsLeft())) {
+    trace(TraceLevel::Warning, "no descriptors or threads for the desktop's proxy settings");
     return std::nullopt;
   }
   // One for the process. Our own once, because GLib's is nothing that a thread sanitizer can see.
@@ -78,18 +103,21 @@ ProxyChoice ask(const std::string& url) {
 
 }  // namespace
 
-void findProxy(const std::string& url, std::function<void(ProxyChoice)> answer) {
+void findProxy(const std::string& url, const std::function<void(ProxyChoice)>& answer) {
   if (desktop == Desktop::HasNoSettings) {
     answer(std::nullopt);
     return;
   }
-  DispatchQueue::workers().async([url, answer = std::move(answer)] {
+  const bool isAsking = DispatchQueue::workers().async([url, answer] {
     const ExitBarrier::Use lookUp(lookUps());
     // Too late, nobody waits for the answer any more.
     if (lookUp.isAllowed()) {
       answer(ask(url));
     }
   });
+  if (!isAsking) {
+    answer(std::nullopt);
+  }
 }
 
 std::string usableProxy(const char* const* proxies) {

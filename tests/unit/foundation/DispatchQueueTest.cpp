@@ -29,11 +29,11 @@ TEST(DispatchQueue, TheGlobalOneRunsEverythingElsewhere) {
   std::condition_variable changed;
   int ran = 0;
   for (int i = 0; i < kBlocks; ++i) {
-    DispatchQueue::global().async([&] {
+    EXPECT_TRUE(DispatchQueue::global().async([&] {
       const std::lock_guard lock(mutex);
       ++ran;
       changed.notify_one();
-    });
+    }));
   }
   std::unique_lock lock(mutex);
   EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(20), [&] { return ran == kBlocks; }));
@@ -52,7 +52,7 @@ TEST(DispatchQueue, TheMainOneRunsOnTheMainThreadInOrder) {
   std::atomic<bool> done{false};
   const auto main = std::this_thread::get_id();
   std::thread worker([&] {
-    DispatchQueue::main().async([&] { order.push_back(1); });
+    EXPECT_TRUE(DispatchQueue::main().async([&] { order.push_back(1); }));
     DispatchQueue::main().sync([&] {
       EXPECT_EQ(std::this_thread::get_id(), main);
       order.push_back(2);
@@ -71,16 +71,16 @@ TEST(DispatchQueue, ABlockOfTheMainOneThatTurnsTheLoopLetsNoOtherIn) {
   g_main_context_default();
   std::vector<std::string> order;
   bool turned = false;
-  DispatchQueue::main().async([&] {
+  EXPECT_TRUE(DispatchQueue::main().async([&] {
     order.emplace_back("first begins");
-    DispatchQueue::main().async([&] { order.emplace_back("third"); });
+    EXPECT_TRUE(DispatchQueue::main().async([&] { order.emplace_back("third"); }));
     foundation::RunLoop::main()->perform([&] { turned = true; });
     while (!turned) {
       g_main_context_iteration(nullptr, TRUE);
     }
     order.emplace_back("first ends");
-  });
-  DispatchQueue::main().async([&] { order.emplace_back("second"); });
+  }));
+  EXPECT_TRUE(DispatchQueue::main().async([&] { order.emplace_back("second"); }));
   while (order.size() < 4) {
     g_main_context_iteration(nullptr, TRUE);
   }
@@ -96,10 +96,10 @@ TEST(DispatchQueue, WorkersAreNotHeldUpByWhoeverWaitsInTheGlobalOne) {
   const auto gate = std::make_shared<Gate>();
   gate->mutex.lock();
   for (int i = 0; i < 100; ++i) {
-    DispatchQueue::global().async([gate] {
+    EXPECT_TRUE(DispatchQueue::global().async([gate] {
       const std::lock_guard wait(gate->mutex);
       ++gate->passed;
-    });
+    }));
   }
   bool ran = false;
   DispatchQueue::workers().sync([&] { ran = true; });
@@ -119,12 +119,12 @@ TEST(DispatchQueue, AtMostEightThreadsServeAQueue) {
   std::promise<void> open;
   const auto isOpen = open.get_future().share();
   for (int i = 0; i < kBlocks; ++i) {
-    DispatchQueue::global().async([=] {
+    EXPECT_TRUE(DispatchQueue::global().async([=] {
       EXPECT_LE(++*running, kMostThreads);
       isOpen.wait();
       --*running;
       ++*ran;
-    });
+    }));
   }
   EXPECT_TRUE(test::waitUntil([&] { return *running == kMostThreads; }));
   open.set_value();
@@ -136,38 +136,36 @@ void waitUntilNoThreadIsParked() {
   ASSERT_TRUE(test::waitUntil([] { return foundation::WorkerThreads::shared().count() == 0; }));
 }
 
-TEST(DispatchQueue, ABlockWaitsUntilThereIsAThread) {
-  g_main_context_default();
+TEST(DispatchQueue, ABlockWithoutAThreadIsReleasedAndSaidNoTo) {
   waitUntilNoThreadIsParked();
-  std::atomic<int> ran = 0;
-  const std::thread::id main = std::this_thread::get_id();
-  const auto block = [&] {
-    EXPECT_NE(std::this_thread::get_id(), main);
-    ++ran;
-  };
+  const auto held = std::make_shared<int>(0);
   {
     const test::ThreadRefusal refusal(EAGAIN);
-    DispatchQueue::workers().async(block);
-    DispatchQueue::workers().async(block);
-    // Asked again without a further block.
-    while (test::ThreadRefusal::count() < 4) {
-      g_main_context_iteration(nullptr, TRUE);
-    }
-    EXPECT_EQ(ran, 0);
+    EXPECT_FALSE(DispatchQueue::workers().async([held] { ++*held; }));
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_EQ(test::ThreadRefusal::count(), 1);
   }
-  while (ran < 2) {
-    g_main_context_iteration(nullptr, FALSE);
-  }
+  std::atomic<bool> ran = false;
+  EXPECT_TRUE(DispatchQueue::workers().async([&] { ran = true; }));
+  EXPECT_TRUE(test::waitUntil([&] { return ran.load(); }));
+  EXPECT_EQ(*held, 0);
 }
 
-TEST(DispatchQueue, ABlockThatHasToWaitRunsWithALaterOne) {
+TEST(DispatchQueue, ABlockWithoutAThreadOfItsOwnWaitsForOneThatServesTheQueue) {
   waitUntilNoThreadIsParked();
+  std::promise<void> open;
   std::atomic<int> ran = 0;
+  EXPECT_TRUE(DispatchQueue::workers().async([&, isOpen = open.get_future().share()] {
+    isOpen.wait();
+    ++ran;
+  }));
   {
     const test::ThreadRefusal refusal(EAGAIN);
-    DispatchQueue::workers().async([&] { ++ran; });
+    EXPECT_TRUE(DispatchQueue::workers().async([&] { ++ran; }));
+    EXPECT_EQ(test::ThreadRefusal::count(), 1);
   }
-  DispatchQueue::workers().async([&] { ++ran; });
+  EXPECT_EQ(ran, 0);
+  open.set_value();
   EXPECT_TRUE(test::waitUntil([&] { return ran == 2; }));
 }
 
@@ -183,8 +181,6 @@ TEST(DispatchQueue, WhoWaitsRunsTheBlockHimselfWhenThereIsNoThread) {
     });
   }
   EXPECT_EQ(ranOn, std::this_thread::get_id());
-  // What is left of it in the queue comes before this, and does nothing.
-  DispatchQueue::global().sync([] {});
   EXPECT_EQ(ran, 1);
 }
 

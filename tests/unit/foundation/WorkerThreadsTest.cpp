@@ -346,7 +346,7 @@ TEST(WorkerThreadsFork, WhateverOtherThreadsAreDoingAtThatMoment) {
   std::thread busy([&] {
     while (!isOver) {
       EXPECT_EQ(WorkerThreads::shared().run("test", [] {}), 0);
-      DispatchQueue::workers().async([] {});
+      EXPECT_TRUE(DispatchQueue::workers().async([] {}));
     }
   });
   for (int i = 0; i < 50; ++i) {
