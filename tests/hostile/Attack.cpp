@@ -76,16 +76,14 @@ void expectNobodyHeldUp(const std::vector<Attack>& floods, const std::string& or
   }
   const auto expectFlowing = [&] {
     for (const Attack& flood : floods) {
-      constexpr std::size_t kFlow = 1 << 18;
+      constexpr std::size_t kFlow = 1 << 16;
       const std::size_t before = *flood.sent;
       EXPECT_TRUE(turnUntil([&] { return *flood.sent > before + kFlow; })) << flood.name << " stands still";
       EXPECT_EQ(flooded.status(flood.name), ZEP_HTTP_TASK_REQUESTING) << flood.name;
     }
   };
   expectFlowing();
-  for (int i = 0; i < 3; ++i) {
-    service(pool);
-  }
+  service(pool);
   expectFlowing();
   for (const Attack& flood : floods) {
     ZEP_HttpPool_TaskReset(flooded.name().c_str(), flood.name.c_str());

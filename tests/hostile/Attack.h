@@ -58,7 +58,7 @@ Service servingByTls(std::shared_ptr<const TlsIdentity> identity);
 void expectEnds(const std::vector<Attack>& attacks, const Call& call = {},
                 const std::string& origin = "http://127.0.0.1", const Service& service = &expectServes);
 
-/// Expects that another pool's tasks are served while all these floods go on, and that its own tasks can then be reset.
+/// Expects that another pool's task is served while all these floods go on, and that their own tasks can then be reset.
 /// They must be floods that end by silence alone.
 void expectNobodyHeldUp(const std::vector<Attack>& floods, const std::string& origin, const Service& service);
 

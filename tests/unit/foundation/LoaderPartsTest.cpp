@@ -42,6 +42,7 @@ TEST(ErrorTable, MapsEveryCondition) {
       {CURLE_SEND_ERROR, EPIPE, TransferStage::AwaitingHead, -1005},
       {CURLE_HTTP2_STREAM, 0, TransferStage::InBody, -1005},
       {CURLE_WEIRD_SERVER_REPLY, 0, TransferStage::AwaitingHead, -1011},
+      {CURLE_ABORTED_BY_CALLBACK, 0, TransferStage::AwaitingHead, -1011},
       {CURLE_UNSUPPORTED_PROTOCOL, 0, TransferStage::AwaitingHead, -1011},
       {CURLE_OUT_OF_MEMORY, 0, TransferStage::AwaitingHead, -1011},
       {CURLE_OUT_OF_MEMORY, 0, TransferStage::InBody, -1103},
