@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "foundation/base/Retry.h"
 #include "foundation/runloop/WorkerThreads.h"
 #include "httpPool/NSURLResponse+GetHeaderAdditions.h"
 #include "httpPool/TracedUrl.h"
@@ -217,20 +218,26 @@ void MacDownloader::RunThread(std::latch& over) {
   ThreadProc();
   std::vector<HandOver> last = std::exchange(m_handOvers, {});
   over.count_down();
-  PostAll(std::move(last));
+  for (HandOver& handOver : last) {
+    PostForCertain(std::move(handOver));
+  }
 }
 
 void MacDownloader::ThreadProc() {
-  TraceIdentity("-[MacDownloader ThreadProc]");
-  if (!m_urlRequest) {
-    return;  // Without a change of state, and still counting as started.
-  }
   try {
+    TraceIdentity("-[MacDownloader ThreadProc]");
+    if (!m_urlRequest) {
+      return;  // Without a change of state, and still counting as started.
+    }
     RunConnection();
   } catch (...) {
-    // Neither memory nor a loader: the request ends, the process goes on.
-    m_bTurning = false;
-    Fail(DOWNLOAD_ERROR_OTHER);
+    // Neither memory nor a loader: the request ends, the process goes on. Whoever stops it waits no longer for that.
+    m_bTurning = true;
+    foundation::untilThereIsMemory([this] {
+      if (!m_bNeedExitThread) {
+        Fail(DOWNLOAD_ERROR_OTHER);
+      }
+    });
   }
 }
 
@@ -255,7 +262,9 @@ void MacDownloader::RunConnection() {
     scope.loop()->runPass(isStopped);
     m_bTurning = false;
     if (!m_bFinalStateSet) {
-      PostAll(std::exchange(m_handOvers, {}));
+      for (const HandOver& handOver : std::exchange(m_handOvers, {})) {
+        Post(handOver);
+      }
     }
   }
   connection.cancel();
@@ -289,6 +298,10 @@ void MacDownloader::SetDownloadState(HTTP_CALL_STATUS state) {
   }
   logstream(QLX_LEVEL_INFO, "Unknown").l_value() << "-[MacDownloader SetDownloadState:]"
                                                  << ", state:" << static_cast<int>(state) << std::endl;
+  if (m_bTurning) {
+    // First: a state that there is no memory to tell of has not come.
+    m_handOvers.reserve(m_handOvers.size() + 1);
+  }
   m_urlDownloadState = state;
   m_bFinalStateSet = IsFinal(state);
   OnDownloadStateChanged();
@@ -307,20 +320,26 @@ void MacDownloader::OnDownloadStateChanged() {
   if (m_bTurning) {
     m_handOvers.push_back(std::move(handOver));
   } else {
-    Post(std::move(handOver));
+    Post(handOver);
   }
 }
 
-void MacDownloader::Post(HandOver&& handOver) {
-  handOver.baseThread.perform([downloader = std::move(handOver.downloader), argument = handOver.argument] {
+std::function<void()> MacDownloader::BlockOf(const HandOver& handOver) {
+  return [downloader = handOver.downloader, argument = handOver.argument] {
     downloader->DownloadStateChanged(argument);
-  });
+  };
 }
 
-void MacDownloader::PostAll(std::vector<HandOver>&& handOvers) {
-  for (HandOver& handOver : handOvers) {
-    Post(std::move(handOver));
-  }
+void MacDownloader::Post(const HandOver& handOver) {
+  handOver.baseThread.perform(BlockOf(handOver));
+}
+
+/// The downloader is let go of before the base thread may have it destroyed.
+void MacDownloader::PostForCertain(HandOver&& handOver) {
+  std::function<void()> block;
+  foundation::untilThereIsMemory([&] { block = BlockOf(handOver); });
+  handOver.downloader.reset();
+  foundation::untilThereIsMemory([&] { handOver.baseThread.perform(std::move(block)); });
 }
 
 void MacDownloader::DownloadStateChanged(int /*argument*/) {

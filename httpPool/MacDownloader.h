@@ -12,6 +12,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <functional>
 #include <latch>
 #include <memory>
 #include <mutex>
@@ -157,8 +158,9 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   void FailWithoutThread(int error);
   int CreateThread();
   void RunThread(std::latch& over);
-  static void Post(HandOver&& handOver);
-  static void PostAll(std::vector<HandOver>&& handOvers);
+  static std::function<void()> BlockOf(const HandOver& handOver);
+  static void Post(const HandOver& handOver);
+  static void PostForCertain(HandOver&& handOver);
   void TraceIdentity(const char* operation) const;
   void RunConnection();
   void Wake();

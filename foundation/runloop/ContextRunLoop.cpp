@@ -2,8 +2,6 @@
 
 #include <pthread.h>
 
-#include <algorithm>
-#include <iterator>
 #include <map>
 #include <new>
 #include <utility>
@@ -103,7 +101,7 @@ ContextRunLoop::~ContextRunLoop() {
   g_source_unref(source_);
 }
 
-void ContextRunLoop::perform(std::function<void()> block) {
+void ContextRunLoop::perform(std::function<void()>&& block) {
   const std::lock_guard lock(mutex_);
   if (ended_) {
     return;
@@ -140,8 +138,7 @@ void ContextRunLoop::runQueued() noexcept {
   {
     const std::lock_guard lock(mutex_);
     self = shared_from_this();
-    std::move(incoming_.begin(), incoming_.end(), std::back_inserter(ready_));
-    incoming_.clear();
+    ready_.splice(ready_.end(), incoming_);
     if (ready_.empty()) {
       g_source_set_ready_time(source_, -1);  // a fork has dropped what it was due for
     }
@@ -164,14 +161,14 @@ std::function<void()> ContextRunLoop::takeReady() {
 }
 
 void ContextRunLoop::contextEnded() {
-  std::deque<std::function<void()>> dropped;
+  std::list<std::function<void()>> dropped;
   {
     const std::lock_guard lock(mutex_);
     ended_ = true;
     dropped.swap(incoming_);
   }
   // Nobody turns the loop any more; these would stay for as long as somebody holds it.
-  const std::deque<std::function<void()>> notRun = std::exchange(ready_, {});
+  const std::list<std::function<void()>> notRun = std::exchange(ready_, {});
   std::shared_ptr<ContextRunLoop> self;
   {
     Registry& all = registry();

@@ -3,8 +3,8 @@
 #include <glib.h>
 
 #include <atomic>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 
@@ -24,7 +24,7 @@ class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this
 
   ~ContextRunLoop() override;
 
-  void perform(std::function<void()> block) override;
+  void perform(std::function<void()>&& block) override;
   bool isCurrent() const override;
 
   /// The calling thread's own context. Never null.
@@ -49,12 +49,12 @@ class ContextRunLoop final : public RunLoop, public std::enable_shared_from_this
   GSource* source_ = nullptr;
 
   std::mutex mutex_;
-  std::deque<std::function<void()>> incoming_;
+  std::list<std::function<void()>> incoming_;
   /// Written under the lock.
   std::atomic<bool> ended_{false};
 
   /// The loop's thread only.
-  std::deque<std::function<void()>> ready_;
+  std::list<std::function<void()>> ready_;
 };
 
 }  // namespace foundation

@@ -31,8 +31,9 @@ class FOUNDATION_EXPORT RunLoop {
 
   /// Queues `block` to run on the loop's thread, first in first out, never on the calling thread's stack.
   /// Whatever the block captures is released on the loop's thread after it ran, or when the loop ends.
-  /// An exception that escapes the block ends the process.
-  virtual void perform(std::function<void()> block) = 0;
+  /// An exception that escapes the block ends the process. Throws std::bad_alloc, and then
+  /// nothing is queued and the block is still the caller's.
+  virtual void perform(std::function<void()>&& block) = 0;
 
   /// True on the thread that turns this loop (for a main context: the thread that would find it as current()
   /// and may turn it).

@@ -24,7 +24,7 @@ class FOUNDATION_EXPORT Thread {
 
   /// Runs `block` later on this thread without waiting for it, in all modes. The block holds strong references
   /// to what it works on.
-  void perform(std::function<void()> block) const {
+  void perform(std::function<void()>&& block) const {
     if (loop_) {
       loop_->perform(std::move(block));
     }

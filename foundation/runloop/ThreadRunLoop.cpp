@@ -1,7 +1,6 @@
 #include "foundation/runloop/ThreadRunLoop.h"
 
 #include <cassert>
-#include <iterator>
 #include <utility>
 
 #include "foundation/runloop/CurrentThread.h"
@@ -25,7 +24,7 @@ ThreadRunLoop::Scope::~Scope() {
 ThreadRunLoop::ThreadRunLoop() = default;
 ThreadRunLoop::~ThreadRunLoop() = default;
 
-void ThreadRunLoop::perform(std::function<void()> block) {
+void ThreadRunLoop::perform(std::function<void()>&& block) {
   bool wasDormant = false;
   {
     const std::lock_guard lock(mutex_);
@@ -71,7 +70,7 @@ void ThreadRunLoop::wake() {
 
 void ThreadRunLoop::runPass(const std::function<bool()>& isStopped) {
   assert(isCurrent());
-  std::deque<std::function<void()>> blocks;
+  std::list<std::function<void()>> blocks;
   {
     const std::lock_guard lock(mutex_);
     blocks.swap(queue_);
@@ -84,13 +83,12 @@ void ThreadRunLoop::runPass(const std::function<bool()>& isStopped) {
   if (!blocks.empty()) {
     // Stopped: what did not get its turn stays queued, before what came meanwhile.
     const std::lock_guard lock(mutex_);
-    queue_.insert(queue_.begin(), std::make_move_iterator(blocks.begin()),
-                  std::make_move_iterator(blocks.end()));
+    queue_.splice(queue_.begin(), blocks);
   }
 }
 
 void ThreadRunLoop::close() {
-  std::deque<std::function<void()>> dropped;
+  std::list<std::function<void()>> dropped;
   const std::lock_guard lock(mutex_);
   closed_ = true;
   dropped.swap(queue_);

@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <mutex>
 
 #include "foundation/base/Export.h"
@@ -38,7 +38,7 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
   ThreadRunLoop();
   ~ThreadRunLoop() override;
 
-  void perform(std::function<void()> block) override;
+  void perform(std::function<void()>&& block) override;
   bool isCurrent() const override;
 
   /// Sleeps on to the next point of the grid `epoch + k * period` (k >= 1) at which there is something to run. Until
@@ -60,7 +60,7 @@ class FOUNDATION_EXPORT ThreadRunLoop final : public RunLoop {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<std::function<void()>> queue_;
+  std::list<std::function<void()>> queue_;
   /// The thread sleeps until it is woken.
   bool isDormant_ = false;
   bool closed_ = false;

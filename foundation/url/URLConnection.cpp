@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cassert>
-#include <deque>
+#include <list>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <variant>
 
@@ -85,7 +86,7 @@ class URLConnection::Inbox final : public TransferClient,
 
   void close() {
     assert(loop_->isCurrent());
-    std::deque<Event> dropped;
+    std::list<Event> dropped;
     {
       const std::lock_guard lock(mutex_);
       if (closed_) {
@@ -131,6 +132,7 @@ class URLConnection::Inbox final : public TransferClient,
 
   void finished() override { post(FinishEvent{}); }
   void failed(Error error) override { post(std::move(error)); }
+  bool isWaiting() const override { return !isClosed(); }
 
   void useCredential(const Credential& credential, const AuthenticationChallenge& challenge) override {
     if (isClosed()) {
@@ -157,7 +159,7 @@ class URLConnection::Inbox final : public TransferClient,
   }
 
  private:
-  bool isClosed() {
+  bool isClosed() const {
     const std::lock_guard lock(mutex_);
     return closed_;
   }
@@ -171,7 +173,20 @@ class URLConnection::Inbox final : public TransferClient,
       events_.push_back(std::move(event));
     }
     // One turn for one event, whichever is the oldest by then.
-    loop_->perform([self = shared_from_this()] { self->deliverNext(); });
+    try {
+      loop_->perform([self = shared_from_this()] { self->deliverNext(); });
+    } catch (const std::bad_alloc&) {
+      takeBack();
+      throw;
+    }
+  }
+
+  /// The event that was left last. There is one event more than there are turns, so it is still there.
+  void takeBack() {
+    const std::lock_guard lock(mutex_);
+    if (!closed_) {
+      events_.pop_back();
+    }
   }
 
   void deliverNext() {
@@ -245,14 +260,19 @@ class URLConnection::Inbox final : public TransferClient,
   /// The load's thread only.
   std::size_t expectedLength_ = 0;
 
-  std::mutex mutex_;
-  std::deque<Event> events_;
+  mutable std::mutex mutex_;
+  std::list<Event> events_;
   bool closed_ = false;
 };
 
 URLConnection::URLConnection(URLRequest request, URLConnectionDelegate& delegate)
     : inbox_(std::make_shared<Inbox>(*this, delegate)) {
-  inbox_->start(std::move(request));
+  try {
+    inbox_->start(std::move(request));
+  } catch (...) {
+    inbox_->close();
+    throw;
+  }
 }
 
 URLConnection::~URLConnection() {

@@ -1,52 +1,87 @@
-// Hosts that get no memory, at each allocation of a request on the host's thread.
+// Hosts that get no memory, at each allocation of a request.
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "tests/support/CertificateAuthority.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Files.h"
-#include "tests/support/RawServer.h"
+#include "tests/support/NginxServer.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace test {
 namespace {
 
-/// What memory_host says when each of so many allocations is refused, in the process's first request (cold) or in a
-/// later one (warm).
-std::string sweep(int most, const std::string& request) {
-  RawServer server([](RawServer::Connection& connection) {
-    connection.readRequest();
-    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 4\r\nConnection: close\r\n\r\ngood");
-    connection.readToEnd();
-  });
+/// What memory_host has found: what was wrong, and how many processes there were and met a refusal.
+struct Sweep {
+  std::string wrong;
+  int processes = 0;
+  int refusals = 0;
+};
+
+/// `count` allocations in a row are refused from the n-th on, for each n below `most`.
+Sweep sweep(const std::string& url, int most, int count, const std::string& request,
+            const std::string& threads, const std::string& authorities = {}) {
   TemporaryFolder folder;
-  ChildProcess host(
-      {.arguments = {MEMORY_HOST_PROGRAM, server.url("/"), "0", std::to_string(most), "1", "1", request},
-       .outputFile = folder.file("output")});
-  EXPECT_EQ(host.wait(std::chrono::minutes(3)), (ChildProcess::End{.exitStatus = 0}));
-  std::string said = readFile(folder.file("output"));
-  // The library beneath says something of its own.
-  std::string own;
-  for (std::size_t begin = 0; begin < said.size();) {
-    const std::size_t end = std::min(said.find('\n', begin), said.size());
-    const std::string line = said.substr(begin, end - begin);
-    if (line.starts_with("refused ") || line.ends_with(" refusals")) {
-      own += line + "\n";
+  ChildProcess host({.arguments = {MEMORY_HOST_PROGRAM, url, "0", std::to_string(most), "1",
+                                   std::to_string(count), request, threads},
+                     .environment = {{"SSL_CERT_FILE", authorities}},
+                     .outputFile = folder.file("output")});
+  EXPECT_EQ(host.wait(std::chrono::minutes(4)), (ChildProcess::End{.exitStatus = 0}));
+  // The libraries beneath say something of their own.
+  Sweep swept;
+  std::istringstream said(readFile(folder.file("output")));
+  for (std::string line; std::getline(said, line);) {
+    if (line.starts_with("refused ")) {
+      swept.wrong += line + "\n";
+    } else {
+      std::sscanf(line.c_str(), "%d children, %d refusals", &swept.processes, &swept.refusals);
     }
-    begin = end + 1;
   }
-  return own;
+  return swept;
 }
 
-TEST(RefusedMemory, OnTheHostsThreadEndsNeitherTheHostNorTheNextRequest) {
-  for (const char* request : {"warm", "cold"}) {
-    const std::string said = sweep(60, request);
-    EXPECT_TRUE(said.starts_with("60 children, ")) << request << ":\n" << said;
-    EXPECT_FALSE(said.ends_with(" 0 refusals\n")) << request;
+class RefusedMemory : public testing::Test {
+ protected:
+  /// More refusals than `fewest`, and none any more at the end of the sweep, which so has come to the end of the request.
+  static void expectNoHarm(const Sweep& swept, int most, int fewest) {
+    EXPECT_EQ(swept.wrong, "");
+    EXPECT_EQ(swept.processes, most);
+    EXPECT_GT(swept.refusals, fewest);
+    EXPECT_LT(swept.refusals, most);
   }
+
+  CertificateAuthority authority_;
+  NginxServer server_{{.certificate = authority_.good(),
+                       .extraLocations = "location = /good { return 200 good; }\n"
+                                         "location = /moved { return 302 /good; }\n"}};
+};
+
+TEST_F(RefusedMemory, OnTheHostsThreadEndsNeitherTheHostNorTheNextRequest) {
+  for (const char* request : {"warm", "cold"}) {
+    SCOPED_TRACE(request);
+    expectNoHarm(sweep(server_.url("/good"), 80, 1, request, "host"), 80, 20);
+  }
+}
+
+TEST_F(RefusedMemory, OnTheOtherThreadsEndsNeitherTheHostNorTheNextRequest) {
+  for (const char* request : {"warm", "cold"}) {
+    SCOPED_TRACE(request);
+    expectNoHarm(sweep(server_.url("/moved"), 420, 1, request, "others"), 420, 150);
+  }
+}
+
+TEST_F(RefusedMemory, ForAWhileOnTheOtherThreadsEndsNeitherTheHostNorTheNextRequest) {
+  expectNoHarm(sweep(server_.url("/moved"), 420, 30, "warm", "others"), 420, 150);
+}
+
+TEST_F(RefusedMemory, OverTLSAndHttp2EndsNeitherTheHostNorTheNextRequest) {
+  expectNoHarm(sweep(server_.tlsUrl("/moved"), 400, 1, "warm", "others", authority_.rootFile()), 400, 150);
 }
 
 }  // namespace

@@ -1,13 +1,16 @@
-// A host whose memory is refused: its malloc(3) family fails the n-th time it is called on the host's thread from outside
-// GLib, which ends the process when it gets none. For each n of a range a request is run in a child process, and then
-// one more.
+// A host whose memory is refused: its malloc(3) family fails the n-th time it is called from outside GLib, which ends the
+// process when it gets none. GIO and OpenSSL have begun before: the one loads plug-ins then, which end the process, too,
+// as its look-up of proxies does; the other never tries again. For each n of a range a request is run in a child process, and then one more.
 //
-//   memory_host URL FIRST END STEP COUNT cold|warm
+//   memory_host URL FIRST END STEP COUNT cold|warm host|others
 //
-// COUNT allocations in a row are refused. Cold: the first request of the process is hit; warm: the second. Prints what
-// was wrong, and at the end how many children there were and how many of them met a refusal.
+// COUNT allocations in a row are refused: on the host's thread, or on all others. Cold: the first request of the process
+// is hit; warm: the second. Prints what was wrong, and at the end how many children there were and how many of them met a
+// refusal.
 
+#include <gio/gio.h>
 #include <link.h>
+#include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,12 +38,13 @@ std::atomic<long> left{-1};
 std::atomic<long> refusals{0};
 std::atomic<bool> isArmed{false};
 thread_local bool isHostsThread = false;
+bool isHostHit = true;
 std::uintptr_t glibBegin = 0;
 std::uintptr_t glibEnd = 0;
 
 bool isRefused(const void* caller) {
   const auto address = reinterpret_cast<std::uintptr_t>(caller);
-  if (!isHostsThread || !isArmed.load(std::memory_order_relaxed) ||
+  if (isHostsThread != isHostHit || !isArmed.load(std::memory_order_relaxed) ||
       (address >= glibBegin && address < glibEnd)) {
     return false;
   }
@@ -183,10 +187,13 @@ const char* wordOf(int exit) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 7) {
+  if (argc != 8) {
     return 2;
   }
   dl_iterate_phdr(&findGlib, nullptr);
+  setenv("GIO_USE_PROXY_RESOLVER", "dummy", 1);
+  g_proxy_resolver_get_default();
+  OPENSSL_init_ssl(0, nullptr);
   isHostsThread = true;
   const char* const url = argv[1];
   const long first = std::atol(argv[2]);
@@ -194,6 +201,7 @@ int main(int argc, char** argv) {
   const long step = std::atol(argv[4]);
   const long count = std::atol(argv[5]);
   const bool isWarm = std::strcmp(argv[6], "warm") == 0;
+  isHostHit = std::strcmp(argv[7], "host") == 0;
   constexpr int kAtOnce = 24;
   struct Child {
     pid_t process;

@@ -5,9 +5,11 @@
 
 #include <map>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include "foundation/base/Retry.h"
 #include "foundation/runloop/DispatchQueue.h"
 #include "foundation/url/loader/ErrorTable.h"
 
@@ -46,7 +48,7 @@ void answerAll(const std::string& host, URLErrorCode code) {
     answers = std::move(questions.byHost.extract(host).mapped());
   }
   for (const auto& answer : answers) {
-    answer(code);
+    untilThereIsMemory([&] { answer(code); });
   }
 }
 
@@ -62,7 +64,13 @@ void diagnoseFailedLookUp(const std::string& host, std::function<void(URLErrorCo
       return;
     }
   }
-  if (!DispatchQueue::workers().async([host] { answerAll(host, urlErrorCodeOfLookUp(lookUp(host))); })) {
+  bool isAsked = false;
+  try {
+    isAsked = DispatchQueue::workers().async([host] { answerAll(host, urlErrorCodeOfLookUp(lookUp(host))); });
+  } catch (const std::bad_alloc&) {
+    // As without a thread.
+  }
+  if (!isAsked) {
     answerAll(host, urlErrorCodeOfLookUp(EAI_AGAIN));
   }
 }

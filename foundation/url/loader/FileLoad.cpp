@@ -2,11 +2,13 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "foundation/base/Retry.h"
 #include "foundation/files/RegularFile.h"
 #include "foundation/runloop/DispatchQueue.h"
 #include "foundation/url/loader/ErrorTable.h"
@@ -39,7 +41,7 @@ void fail(TransferClient& client, URLErrorCode code, const std::string& detail) 
   client.failed(makeURLError(code, detail));
 }
 
-void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
+void read(const URL& url, std::size_t bodyLimit, TransferClient& client) {
   const std::optional<std::string> path = decodedPath(url.path());
   if (!path || path->empty() || !(url.host().empty() || url.host() == "localhost")) {
     fail(client, URLErrorCode::BadURL, "no local file");
@@ -76,6 +78,14 @@ void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
       fail(client, URLErrorCode::DataLengthExceedsMaximum, "the file does not fit into memory");
       return;
     }
+  }
+}
+
+void readFile(const URL& url, std::size_t bodyLimit, TransferClient& client) {
+  try {
+    read(url, bodyLimit, client);
+  } catch (const std::bad_alloc&) {
+    untilThereIsMemory([&] { fail(client, URLErrorCode::Unknown, "no memory to read the file"); });
   }
 }
 

@@ -1,12 +1,13 @@
 #include "foundation/url/loader/Limits.h"
 
+#include <dirent.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -39,10 +40,10 @@ std::size_t halfOfMemory() {
 }
 
 std::size_t openDescriptors() {
-  std::error_code error;
+  // Not by a directory_iterator, which ends the process when it gets no memory.
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc/self/fd"), &closedir);
   std::size_t count = 0;
-  for (std::filesystem::directory_iterator entry("/proc/self/fd", error), end; !error && entry != end;
-       entry.increment(error)) {
+  while (folder != nullptr && readdir(folder.get()) != nullptr) {
     ++count;
   }
   return count;

@@ -79,16 +79,26 @@ Loader::LoadId Loader::start(URLRequest request, std::shared_ptr<TransferClient>
   } else if (!bringUp()) {
     client->failed(makeURLError(URLErrorCode::Unknown, "the loader could not be started"));
   } else {
-    post([this, id, request = std::move(request), client = std::move(client)]() mutable {
-      transfers_.emplace(id, std::make_unique<Transfer>(*this, id, std::move(request), std::move(client)));
-      queued_.push_back(id);
+    post([this, transfer = std::make_shared<Transfer>(*this, id, std::move(request), std::move(client))] {
+      add(transfer);
     });
   }
   return id;
 }
 
-void Loader::cancel(LoadId load) {
-  withTransfer(load, [](Transfer& transfer) { transfer.cancel(); });
+void Loader::cancel(LoadId load) noexcept {
+  try {
+    withTransfer(load, [](Transfer& transfer) { transfer.cancel(); });
+  } catch (const std::bad_alloc&) {
+    {
+      const std::lock_guard lock(mutex_);
+      if (!isUp_) {
+        return;
+      }
+      areSomeUnwanted_ = true;
+    }
+    [[maybe_unused]] const int ignored = eventfd_write(wakeUp_, 1);
+  }
 }
 
 void Loader::answerRedirect(LoadId load, std::optional<URLRequest> request) {
@@ -125,7 +135,7 @@ void Loader::refuseServer(LoadId load) {
 void Loader::withTransfer(LoadId load, std::function<void(Transfer&)> command) {
   post([this, load, command = std::move(command)] {
     if (Transfer* transfer = find(load)) {
-      command(*transfer);
+      take(*transfer, [&] { command(*transfer); });
     }
   });
 }
@@ -221,7 +231,7 @@ bool Loader::bringUp() {
 bool Loader::prepareLocked() {
   if (!multi_) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    multi_.reset(curl_multi_init());
+    makeMulti();
   }
   if (epoll_ < 0) {
     epoll_ = epoll_create1(EPOLL_CLOEXEC);
@@ -234,12 +244,17 @@ bool Loader::prepareLocked() {
       (epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0 && errno != EEXIST)) {
     return false;
   }
+  return true;
+}
+
+/// Null when there is no memory; then no request can be started.
+void Loader::makeMulti() {
+  multi_.reset(curl_multi_init());
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &Loader::onSocket);
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERFUNCTION, &Loader::onTimer);
   curl_multi_setopt(multi_.get(), CURLMOPT_TIMERDATA, this);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(limits_.transfers));
-  return true;
 }
 
 void Loader::stopAtExit() {
@@ -275,15 +290,23 @@ void Loader::turn() {
   const int count = epoll_wait(epoll_, events.data(), events.size(), millisecondsToWait());
   now_ = Clock::now();
   ReadAllowance::beginTurn();
+  const bool wasStarving = std::exchange(isStarving_, false);
+  if (multi_ == nullptr) {
+    makeMulti();
+  }
+  bool isWoken = false;
   for (int i = 0; i < count; ++i) {
     if (events[static_cast<std::size_t>(i)].data.fd == wakeUp_) {
       eventfd_t value = 0;
       eventfd_read(wakeUp_, &value);
-      runCommands();
+      isWoken = true;
     } else {
       drive(events[static_cast<std::size_t>(i)].data.fd,
             static_cast<int>(events[static_cast<std::size_t>(i)].events));
     }
+  }
+  if (isWoken || wasStarving) {
+    runCommands();
   }
   handleDeadlines();
   admitQueued();
@@ -293,17 +316,31 @@ void Loader::turn() {
   }
   askAboutServers();
   handleMessages();
-  cookies_.keepBounds();
+  try {
+    cookies_.keepBounds();
+  } catch (const std::bad_alloc&) {
+    // They are looked at again later.
+  }
+  if (isStarving_ || wasStarving) {
+    failStarved();
+  }
+  if (areConnectionsBroken_) {
+    renewConnections();
+  }
   retired_.clear();
 }
 
 int Loader::millisecondsToWait() const {
+  constexpr std::chrono::milliseconds kUntilThereMayBeMemory{50};
   std::optional<Clock::time_point> next = curlTimer_;
   if (!deadlines_.empty() && (!next || deadlines_.begin()->first < *next)) {
     next = deadlines_.begin()->first;
   }
   if (!queued_.empty() && admitted_ < slots_) {
     return 0;
+  }
+  if (isStarving_) {
+    return static_cast<int>(kUntilThereMayBeMemory.count());
   }
   if (!next) {
     return -1;
@@ -313,13 +350,75 @@ int Loader::millisecondsToWait() const {
 }
 
 void Loader::runCommands() {
-  std::vector<std::function<void()>> commands;
+  if (!runTaken()) {
+    return;
+  }
+  bool areSomeUnwanted = false;
   {
     const std::lock_guard lock(mutex_);
-    commands.swap(commands_);
+    taken_.swap(commands_);
+    areSomeUnwanted = std::exchange(areSomeUnwanted_, false);
   }
-  for (const auto& command : commands) {
-    command();
+  runTaken();
+  if (areSomeUnwanted) {
+    cancelUnwanted();
+  }
+}
+
+/// False when there was no memory for one of them: it is run again in the next turn, before all others.
+bool Loader::runTaken() {
+  try {
+    for (; nextTaken_ < taken_.size(); ++nextTaken_) {
+      taken_[nextTaken_]();
+    }
+  } catch (const std::bad_alloc&) {
+    isStarving_ = true;
+    return false;
+  }
+  taken_ = {};
+  nextTaken_ = 0;
+  return true;
+}
+
+void Loader::add(const std::shared_ptr<Transfer>& transfer) {
+  if (const std::size_t all = transfers_.size() + retired_.size() + 1; retired_.capacity() < all) {
+    retired_.reserve(std::max<std::size_t>(16, 2 * all));
+  }
+  transfers_.emplace(transfer->id(), transfer);
+  queued_.push_back(transfer->id());
+}
+
+void Loader::cancelUnwanted() {
+  for (auto next = transfers_.begin(); next != transfers_.end();) {
+    Transfer& transfer = *(next++)->second;
+    if (!transfer.isWanted()) {
+      transfer.cancel();
+    }
+  }
+}
+
+void Loader::starve(Transfer& transfer) noexcept {
+  transfer.starve();
+  isStarving_ = true;
+}
+
+void Loader::starve(LoadId load) noexcept {
+  if (Transfer* transfer = find(load)) {
+    starve(*transfer);
+  }
+}
+
+/// Ends the transfers that had no memory for a step, as far as there is memory to say so.
+void Loader::failStarved() {
+  try {
+    for (auto next = transfers_.begin(); next != transfers_.end();) {
+      Transfer& transfer = *(next++)->second;
+      if (transfer.isStarved()) {
+        transfer.failStarved();
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    isStarving_ = true;
   }
 }
 
@@ -327,13 +426,37 @@ void Loader::drive(int socket, int events) {
   const int mask = ((events & EPOLLIN) ? CURL_CSELECT_IN : 0) | ((events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
                    ((events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
   int running = 0;
-  curl_multi_socket_action(multi_.get(), socket, mask, &running);
+  if (curl_multi_socket_action(multi_.get(), socket, mask, &running) == CURLM_OUT_OF_MEMORY) {
+    beginAnew();
+  }
+}
+
+/// For some request curl had no memory to take note of a socket. It does not say which, would forget that request, and
+/// (7.88) divides by zero when it comes to the number of that socket again. So all requests end, and all of curl's
+/// connections with them.
+void Loader::beginAnew() {
+  for (auto next = transfers_.begin(); next != transfers_.end();) {
+    Transfer& transfer = *(next++)->second;
+    transfer.giveUp();
+  }
+  isStarving_ = true;
+  areConnectionsBroken_ = false;
+  curlTimer_.reset();
+  multi_.reset();
+  makeMulti();
+}
+
+void Loader::renewConnections() {
+  if (std::none_of(transfers_.begin(), transfers_.end(),
+                   [](const auto& transfer) { return transfer.second->isOnItsWay(); })) {
+    beginAnew();
+  }
 }
 
 void Loader::askAboutServers() {
   for (const LoadId load : std::exchange(suspended_, {})) {
     if (Transfer* transfer = find(load)) {
-      transfer->askAboutServer();
+      take(*transfer, [&] { transfer->askAboutServer(); });
     }
   }
 }
@@ -351,7 +474,7 @@ void Loader::handleDeadlines() {
   while (!deadlines_.empty() && deadlines_.begin()->first <= now_) {
     Transfer& transfer = *deadlines_.begin()->second;
     clearDeadline(transfer);
-    transfer.deadlineReached();
+    take(transfer, [&] { transfer.deadlineReached(); });
   }
 }
 
@@ -362,7 +485,7 @@ void Loader::admitQueued() {
     if (transfer != nullptr) {
       ++admitted_;
       transfer->admitted_ = true;
-      transfer->begin();
+      take(*transfer, [&] { transfer->begin(); });
     }
   }
 }

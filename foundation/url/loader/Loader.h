@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -45,6 +46,9 @@ enum class ServerTrust {
 /// In the child of a fork(2) that comes after the first load, loads over http and https fail and nothing is touched that
 /// belongs to the parent: neither curl nor OpenSSL can be used when other threads have left them in the middle of
 /// something.
+///
+/// A load that there is no memory for fails; when there is none to say so either, that is tried again until there is.
+/// Calls from other threads throw std::bad_alloc and then count as not made, but for cancel().
 class Loader {
  public:
   using LoadId = std::uint64_t;
@@ -57,7 +61,7 @@ class Loader {
   /// Begins to load; every outcome, also "this cannot be loaded", is reported to the client.
   LoadId start(URLRequest request, std::shared_ptr<TransferClient> client);
   /// The client hears nothing more of what the loader has not reported yet. An unknown load is ignored.
-  void cancel(LoadId load);
+  void cancel(LoadId load) noexcept;
   /// Answers a proposed redirect: the request to go on with, or nothing to take the redirect response as the
   /// answer. Ignored when no proposal is open.
   void answerRedirect(LoadId load, std::optional<URLRequest> request);
@@ -104,8 +108,24 @@ class Loader {
   /// apart from the beginning.
   bool isDoubtful(const URL& url) const { return doubtful_.contains(originOf(url)); }
   void noteServer(const URL& url, ServerTrust trust);
+  /// On the loader thread, if the load is still there. Any thread.
+  void withTransfer(LoadId load, std::function<void(Transfer&)> command);
+  /// A connection may be broken that curl keeps all the same: all go as soon as no request is on its way.
+  void distrustConnections() { areConnectionsBroken_ = true; }
   /// Finds the transfer again after work elsewhere; null when it has ended meanwhile.
   Transfer* find(LoadId load) const;
+  /// Takes a step of the transfer. When there is no memory for it, the load fails with that at the end of the turn.
+  template <typename Step>
+  void take(Transfer& transfer, const Step& step) {
+    try {
+      step();
+    } catch (const std::bad_alloc&) {
+      starve(transfer);
+    }
+  }
+  /// What take() does then; also for what curl calls, which must not be thrown through.
+  void starve(Transfer& transfer) noexcept;
+  void starve(LoadId load) noexcept;
 
  private:
   Loader();
@@ -113,20 +133,25 @@ class Loader {
   void becomeChilds();
   bool bringUp();
   bool prepareLocked();
+  void makeMulti();
   static void stopAtExit();
   void run();
   void turn();
   int millisecondsToWait() const;
   void runCommands();
+  bool runTaken();
   void askAboutServers();
   void handleMessages();
   static std::string originOf(const URL& url);
   void handleDeadlines();
   void admitQueued();
   void giveSlotBack(Transfer& transfer);
-  /// On the loader thread, if the load is still there.
-  void withTransfer(LoadId load, std::function<void(Transfer&)> command);
+  void add(const std::shared_ptr<Transfer>& transfer);
+  void cancelUnwanted();
+  void failStarved();
   void drive(int socket, int events);
+  void beginAnew();
+  void renewConnections();
 
   static int onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known);
   static int onTimer(CURLM*, long milliseconds, void* loader);
@@ -147,6 +172,8 @@ class Loader {
   std::mutex mutex_;
   bool isUp_ = false;
   std::vector<std::function<void()>> commands_;
+  /// There was no memory for the command that cancels one.
+  bool areSomeUnwanted_ = false;
   LoadId lastId_ = 0;
   bool stopping_ = false;
   /// This process is the child of a fork, and everything here its parent's.
@@ -155,12 +182,19 @@ class Loader {
   // The loader thread's own.
   Clock::time_point now_;
   std::optional<Clock::time_point> curlTimer_;
-  std::unordered_map<LoadId, std::unique_ptr<Transfer>> transfers_;
+  /// What was taken of the commands and not run yet, from the next one on.
+  std::vector<std::function<void()>> taken_;
+  std::size_t nextTaken_ = 0;
+  std::unordered_map<LoadId, std::shared_ptr<Transfer>> transfers_;
   std::deque<LoadId> queued_;
   std::size_t admitted_ = 0;
   std::size_t slots_;
   std::multimap<Clock::time_point, Transfer*> deadlines_;
-  std::vector<std::unique_ptr<Transfer>> retired_;
+  /// Has room for all.
+  std::vector<std::shared_ptr<Transfer>> retired_;
+  bool areConnectionsBroken_ = false;
+  /// Something has had no memory and is tried again in the next turn.
+  bool isStarving_ = false;
   std::vector<LoadId> suspended_;
   std::unordered_set<std::string> doubtful_;
   ProxyChoices proxies_;

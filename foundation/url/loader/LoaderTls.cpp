@@ -4,6 +4,8 @@
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
+#include <new>
+
 #include "foundation/security/CertificateStore.h"
 #include "foundation/url/loader/ReadAllowance.h"
 
@@ -22,8 +24,16 @@ constexpr long kVersionsForProxies =
 struct HandshakeCallbacks {
   using Owner = std::shared_ptr<Handshake>;
 
-  static CURLcode prepareContext(CURL*, void* context, void* client) {
-    auto* tls = static_cast<SSL_CTX*>(context);
+  static CURLcode prepareContext(CURL*, void* context, void* client) noexcept {
+    try {
+      return prepare(static_cast<SSL_CTX*>(context), *static_cast<HandshakeClient*>(client));
+    } catch (const std::bad_alloc&) {
+      return CURLE_OUT_OF_MEMORY;
+    }
+  }
+
+ private:
+  static CURLcode prepare(SSL_CTX* tls, HandshakeClient& client) {
     X509_STORE* store = CertificateStore::shared();
     if (store == nullptr) {
       return CURLE_OUT_OF_MEMORY;
@@ -34,7 +44,7 @@ struct HandshakeCallbacks {
       SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
       return CURLE_OK;
     }
-    auto owner = std::make_unique<Owner>(std::make_shared<Handshake>(*static_cast<HandshakeClient*>(client)));
+    auto owner = std::make_unique<Owner>(std::make_shared<Handshake>(client));
     Handshake* const handshake = owner->get();
     if (SSL_CTX_set_ex_data(tls, ownerIndex(), owner.get()) != 1) {
       return CURLE_OUT_OF_MEMORY;
@@ -46,7 +56,6 @@ struct HandshakeCallbacks {
     return CURLE_OK;
   }
 
- private:
   /// OpenSSL skips what a server may send at any time before its certificates, for as long as there is more of it. Without
   /// memory for the limit here the verification fails for want of it.
   static void noteProgress(const SSL* tls, int where, int) {
@@ -78,8 +87,8 @@ struct HandshakeCallbacks {
   static int verify(X509_STORE_CTX* context, void* argument) {
     auto& handshake = *static_cast<Handshake*>(argument);
     SSL* const tls = connectionOf(context);
-    const bool isTrusted = handshake.client_ != nullptr && takeChain(handshake, context) && ask(handshake) &&
-                           ReadAllowance::limit(tls);
+    const bool isTrusted =
+        handshake.client_ != nullptr && isTrustedServer(handshake, context) && ReadAllowance::limit(tls);
     handshake.client_ = nullptr;
     // Else every read from here on would run as a job of its own.
     SSL_clear_mode(tls, SSL_MODE_ASYNC);
@@ -87,16 +96,26 @@ struct HandshakeCallbacks {
     return isTrusted ? 1 : 0;
   }
 
+  static bool isTrustedServer(Handshake& handshake, X509_STORE_CTX* context) noexcept {
+    try {
+      return takeChain(handshake, context) && ask(handshake);
+    } catch (const std::bad_alloc&) {
+      handshake.client_->ranOutOfMemory();
+      return false;
+    }
+  }
+
   static bool takeChain(Handshake& handshake, X509_STORE_CTX* context) {
     const STACK_OF(X509)* chain = X509_STORE_CTX_get0_untrusted(context);
     for (int i = 0; i < sk_X509_num(chain); ++i) {
-      unsigned char* bytes = nullptr;
-      const int length = i2d_X509(sk_X509_value(chain, i), &bytes);
+      const X509* certificate = sk_X509_value(chain, i);
+      const int length = i2d_X509(certificate, nullptr);
       if (length <= 0) {
         return false;
       }
-      handshake.chain_.emplace_back(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
-      OPENSSL_free(bytes);
+      std::string& encoded = handshake.chain_.emplace_back(static_cast<std::size_t>(length), '\0');
+      auto* bytes = reinterpret_cast<unsigned char*>(encoded.data());
+      i2d_X509(certificate, &bytes);
     }
     return !handshake.chain_.empty();
   }

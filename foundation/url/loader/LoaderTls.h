@@ -16,6 +16,8 @@ class HandshakeClient {
   /// The server has sent its certificates, and the handshake stands still until Handshake::answer(). On the loader
   /// thread, in the middle of the handshake and on a small stack: only to take note.
   virtual void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) = 0;
+  /// There was no memory for the handshake, which fails. In the middle of it as well.
+  virtual void ranOutOfMemory() noexcept = 0;
   /// The certificate (DER) that this very server may show without a question; empty: none.
   virtual const std::string& pinnedLeaf() const = 0;
 

@@ -42,9 +42,14 @@ void ProxyChoices::find(const URL& url, Clock::time_point now, Answer answer) {
     return;  // asked already
   }
   choice.asked = now;
-  lookUp_(origin, [this, origin](ProxyChoice proxy) {
-    post_([this, origin, proxy = std::move(proxy)] { answered(origin, proxy); });
-  });
+  try {
+    lookUp_(origin, [this, origin](const ProxyChoice& proxy) {
+      post_([this, origin, proxy] { answered(origin, proxy); });
+    });
+  } catch (...) {
+    choice.waiting.clear();
+    throw;
+  }
 }
 
 void ProxyChoices::answered(const std::string& origin, const ProxyChoice& proxy) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <latch>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -15,6 +16,7 @@
 
 #include "foundation/base/Descriptor.h"
 #include "foundation/base/ExitBarrier.h"
+#include "foundation/base/Retry.h"
 #include "foundation/base/Trace.h"
 #include "foundation/runloop/BlockedSignals.h"
 #include "foundation/runloop/DispatchQueue.h"
@@ -109,11 +111,18 @@ void findProxy(const std::string& url, const std::function<void(ProxyChoice)>& a
     return;
   }
   const bool isAsking = DispatchQueue::workers().async([url, answer] {
-    const ExitBarrier::Use lookUp(lookUps());
-    // Too late, nobody waits for the answer any more.
-    if (lookUp.isAllowed()) {
-      answer(ask(url));
+    ProxyChoice proxy;
+    try {
+      const ExitBarrier::Use lookUp(lookUps());
+      // Too late, nobody waits for the answer any more.
+      if (!lookUp.isAllowed()) {
+        return;
+      }
+      proxy = ask(url);
+    } catch (const std::bad_alloc&) {
+      proxy = std::nullopt;
     }
+    untilThereIsMemory([&] { answer(proxy); });
   });
   if (!isAsking) {
     answer(std::nullopt);

@@ -23,8 +23,8 @@ void ServerVerification::beginRequest() {
 }
 
 void ServerVerification::handshakeSuspended(const std::shared_ptr<Handshake>& handshake) {
-  handshake_ = handshake;
   loader_.noteSuspended(load_);
+  handshake_ = handshake;
 }
 
 ProtectionSpace ServerVerification::question() const {

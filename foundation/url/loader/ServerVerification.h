@@ -41,6 +41,7 @@ class ServerVerification final : public HandshakeClient {
 
  private:
   void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) override;
+  void ranOutOfMemory() noexcept override { loader_.starve(load_); }
   const std::string& pinnedLeaf() const override { return pinnedLeaf_; }
 
   Loader& loader_;

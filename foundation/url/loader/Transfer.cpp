@@ -27,8 +27,10 @@ void Transfer::begin() {
                          [&loader = loader_, id = id_](const ProxyChoice& proxy) {
                            Transfer* transfer = loader.find(id);
                            if (transfer != nullptr && transfer->phase_ == Phase::FindingProxy) {
-                             transfer->proxy_ = proxy;
-                             transfer->perform();
+                             loader.take(*transfer, [&] {
+                               transfer->proxy_ = proxy;
+                               transfer->perform();
+                             });
                            }
                          });
 }
@@ -58,6 +60,10 @@ void Transfer::perform() {
 
 void Transfer::completed(CURLcode result) {
   wire_->remove();
+  loader_.take(*this, [&] { conclude(result); });
+}
+
+void Transfer::conclude(CURLcode result) {
   if (ntlm_.isBrokenOff()) {
     result = CURLE_OK;
   }
@@ -67,6 +73,9 @@ void Transfer::completed(CURLcode result) {
   switch (phase_) {
     case Phase::Silenced:
       end();
+      break;
+    case Phase::Starved:
+      failStarved();
       break;
     case Phase::Draining:
       drained();
@@ -184,7 +193,9 @@ void Transfer::refuseServer() {
 /// A handshake that stands still must come to an end before its request is removed, else its memory is lost.
 void Transfer::goOnWithHandshake(Handshake::Verdict verdict) {
   server_.answer(verdict);
-  wire_->resumeHandshake();
+  if (!wire_->resumeHandshake()) {
+    giveUp();
+  }
 }
 
 /// Taken, and not answered yet.
@@ -247,7 +258,7 @@ void Transfer::deliverHeldResponse() {
   if (refusal_) {
     failFrom(CURLE_WRITE_ERROR);
   } else if (verdict_) {
-    completed(*verdict_);
+    conclude(*verdict_);
   } else {
     startIdleTime();
     releaseBody();
@@ -256,7 +267,9 @@ void Transfer::deliverHeldResponse() {
 
 void Transfer::releaseBody() {
   if (const CURLcode result = wire_->release(); result != CURLE_OK) {
-    completed(result);
+    wire_->forbidReuse();
+    wire_->remove();
+    conclude(result);
   }
 }
 
@@ -290,10 +303,33 @@ void Transfer::deadlineReached() {
 // --- Ways to end. ---
 
 void Transfer::fail(URLErrorCode code, const std::string& detail) {
-  if (const auto client = std::exchange(client_, nullptr)) {
-    client->failed(makeURLError(code, detail));
+  if (client_) {
+    client_->failed(makeURLError(code, detail));
+    client_.reset();
   }
   leave();
+}
+
+void Transfer::starve() noexcept {
+  if (phase_ != Phase::Silenced && phase_ != Phase::Ended) {
+    phase_ = Phase::Starved;
+  }
+}
+
+void Transfer::giveUp() noexcept {
+  if (wire_ && wire_->isRunning()) {
+    wire_->forbidReuse();
+    wire_->remove();
+    if (phase_ == Phase::Silenced) {
+      end();
+    } else {
+      starve();
+    }
+  }
+}
+
+void Transfer::failStarved() {
+  fail(URLErrorCode::Unknown, "no memory for the load");
 }
 
 void Transfer::failFrom(CURLcode result) {
@@ -323,6 +359,10 @@ void Transfer::failFrom(CURLcode result) {
 }
 
 void Transfer::failAs(CURLcode result) {
+  if (result == CURLE_HTTP2) {
+    // Also when the memory for a frame was missing, and then nothing can be sent on that connection any more.
+    loader_.distrustConnections();
+  }
   const long osError = wire_->osError();
   const std::string message = wire_->message();
   const TransferStage stage = wire_->mayBeResolving()   ? TransferStage::Connecting
@@ -337,11 +377,7 @@ void Transfer::diagnoseLookUp() {
   phase_ = Phase::Diagnosing;
   loader_.clearDeadline(*this);
   diagnoseFailedLookUp(request_.url()->host(), [&loader = loader_, id = id_](URLErrorCode code) {
-    loader.post([&loader, id, code] {
-      if (Transfer* transfer = loader.find(id)) {
-        transfer->fail(code, transfer->wire_->message());
-      }
-    });
+    loader.withTransfer(id, [code](Transfer& transfer) { transfer.fail(code, transfer.wire_->message()); });
   });
 }
 
@@ -380,6 +416,9 @@ bool Transfer::refuse(URLErrorCode code, const std::string& detail) {
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
+  if (phase_ == Phase::Starved) {
+    return false;
+  }
   touch();
   loader_.cookies().noteHeaderLine(line);
   const bool isTrailer = phase_ != Phase::AwaitingHead;

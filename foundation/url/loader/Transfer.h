@@ -51,6 +51,15 @@ class Transfer final : private WireRequestClient {
   void askAboutServer();
   /// The deadline that the transfer set has come.
   void deadlineReached();
+  /// False: the client is not there any more.
+  bool isWanted() const { return client_ == nullptr || client_->isWaiting(); }
+  /// There is no memory for a step that has been begun: what the load is in the middle of may not go on.
+  void starve() noexcept;
+  /// The same, and curl had none: the request is taken from it at once, even if that waits for a name server.
+  void giveUp() noexcept;
+  bool isOnItsWay() const { return wire_ && wire_->isRunning(); }
+  bool isStarved() const { return phase_ == Phase::Starved; }
+  void failStarved();
 
  private:
   friend class Loader;
@@ -67,12 +76,14 @@ class Transfer final : private WireRequestClient {
     AwaitingCredential,  ///< a challenge is taken and its body read; there is no connection
     InBody,
     Diagnosing,  ///< a failed look-up is being looked into
+    Starved,     ///< there was no memory for a step, and nobody has been told yet
     Silenced,    ///< nobody listens any more, but the request cannot be removed yet
     Ended,
   };
 
   void perform();
   void completed(CURLcode result) override;
+  void conclude(CURLcode result);
   bool isChallengeOpen() const;
   void goOnWithHandshake(Handshake::Verdict verdict);
   void discardHeldAnswer();
@@ -102,6 +113,7 @@ class Transfer final : private WireRequestClient {
   void deliverResponse();
   std::size_t takeBody(const char* bytes, std::size_t length) override;
   void bytesMoved() override { touch(); }
+  void ranOutOfMemory() noexcept override { loader_.starve(*this); }
   Asked asked() const { return {.easy = wire_->easy(), .url = *request_.url(), .proxy = proxy_}; }
 
   Loader& loader_;

@@ -11,7 +11,8 @@ namespace foundation {
 
 /// Who a load reports to. Called on the loader thread or a worker, never by two at once, in this order:
 /// redirect proposals and challenges, one response, data, and one of finished or failed, after which nothing
-/// follows. The calls must not block. Held by the load until its end.
+/// follows. The calls must not block. One that throws std::bad_alloc counts as not made. Held by the load until its
+/// end.
 class TransferClient {
  public:
   enum class Taken { Yes, NoMemory, NotWanted };
@@ -28,6 +29,8 @@ class TransferClient {
   virtual Taken dataReceived(const char* bytes, std::size_t length) = 0;
   virtual void finished() = 0;
   virtual void failed(Error error) = 0;
+  /// False: nobody is there any more, and the load may end. It is asked only when telling the loader so has failed.
+  virtual bool isWaiting() const { return true; }
 };
 
 }  // namespace foundation

@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "foundation/url/loader/Limits.h"
@@ -42,9 +43,9 @@ CURLcode WireRequest::release() {
   return std::exchange(isHeld_, false) ? curl_easy_pause(easy_.get(), CURLPAUSE_CONT) : CURLE_OK;
 }
 
-void WireRequest::resumeHandshake() {
-  curl_easy_pause(easy_.get(), CURLPAUSE_RECV);
-  curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+bool WireRequest::resumeHandshake() {
+  return curl_easy_pause(easy_.get(), CURLPAUSE_RECV) != CURLE_OUT_OF_MEMORY &&
+         curl_easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OUT_OF_MEMORY;
 }
 
 void WireRequest::forbidReuse() {
@@ -64,8 +65,7 @@ bool WireRequest::installCallbacks() {
     return curl_easy_setopt(easy_.get(), option, value) == CURLE_OK;
   };
   const curl_write_callback onHeader = [](char* line, std::size_t, std::size_t length, void* request) {
-    const auto& self = *static_cast<WireRequest*>(request);
-    return !self.isSilenced_ && self.client_.takeHeaderLine({line, length}) ? length : std::size_t{0};
+    return static_cast<WireRequest*>(request)->takeHeaderLine({line, length}) ? length : std::size_t{0};
   };
   const curl_write_callback onBody = [](char* bytes, std::size_t, std::size_t length, void* request) {
     return static_cast<WireRequest*>(request)->takeBody(bytes, length);
@@ -90,8 +90,22 @@ bool WireRequest::installCallbacks() {
          set(CURLOPT_NOPROGRESS, 0L);
 }
 
-std::size_t WireRequest::takeBody(const char* bytes, std::size_t length) {
-  const std::size_t taken = isSilenced_ ? CURL_WRITEFUNC_ERROR : client_.takeBody(bytes, length);
+bool WireRequest::takeHeaderLine(std::string_view line) noexcept {
+  try {
+    return !isSilenced_ && client_.takeHeaderLine(line);
+  } catch (const std::bad_alloc&) {
+    client_.ranOutOfMemory();
+    return false;
+  }
+}
+
+std::size_t WireRequest::takeBody(const char* bytes, std::size_t length) noexcept {
+  std::size_t taken = CURL_WRITEFUNC_ERROR;
+  try {
+    taken = isSilenced_ ? CURL_WRITEFUNC_ERROR : client_.takeBody(bytes, length);
+  } catch (const std::bad_alloc&) {
+    client_.ranOutOfMemory();
+  }
   isHeld_ = taken == CURL_WRITEFUNC_PAUSE;
   return taken;
 }

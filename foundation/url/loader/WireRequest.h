@@ -23,6 +23,8 @@ class WireRequestClient {
   virtual std::size_t takeBody(const char* bytes, std::size_t length) = 0;
   /// Bytes have gone in either direction.
   virtual void bytesMoved() = 0;
+  /// One of the calls before this one has thrown std::bad_alloc, which ends here: the request gets no further.
+  virtual void ranOutOfMemory() noexcept = 0;
   /// curl is done with the request.
   virtual void completed(CURLcode result) = 0;
 
@@ -50,8 +52,8 @@ class WireRequest {
   void silence() { isSilenced_ = true; }
   /// Goes on with the body that was held, and answers curl's verdict on it: the request is done if that is an error.
   CURLcode release();
-  /// curl watches nothing while it waits for a handshake's job; this makes it look again.
-  void resumeHandshake();
+  /// curl watches nothing while it waits for a handshake's job; this makes it look again. False when there is no memory.
+  bool resumeHandshake();
   /// The connection ends with the request.
   void forbidReuse();
 
@@ -69,10 +71,11 @@ class WireRequest {
 
  private:
   bool installCallbacks();
+  bool takeHeaderLine(std::string_view line) noexcept;
   int openSocket(const curl_sockaddr& address);
   int connected();
   int noteProgress(curl_off_t bytes);
-  std::size_t takeBody(const char* bytes, std::size_t length);
+  std::size_t takeBody(const char* bytes, std::size_t length) noexcept;
 
   CURLM* const multi_;
   WireRequestClient& client_;

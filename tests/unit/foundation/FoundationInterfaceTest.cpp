@@ -217,9 +217,10 @@ TEST(FoundationInterface, AnyTimeIsAccepted) {
     // Some turns on, so that an end that lies in the past would come first.
     int turns = 0;
     std::function<void()> again = [&] {
-      ++turns == 5 ? static_cast<void>(ZEP_RunLoop_Stop()) : foundation::RunLoop::current()->perform(again);
+      ++turns == 5 ? static_cast<void>(ZEP_RunLoop_Stop())
+                   : foundation::RunLoop::current()->perform(std::function<void()>(again));
     };
-    foundation::RunLoop::current()->perform(again);
+    foundation::RunLoop::current()->perform(std::function<void()>(again));
     EXPECT_EQ(ZEP_RunLoop_Run(milliseconds), 1);
   }
 }

@@ -53,9 +53,9 @@ TEST(RunLoop, WhatABlockPostsComesInALaterTurn) {
   int turns = 0;
   std::function<void()> again = [&] {
     ++turns;
-    RunLoop::current()->perform(again);
+    RunLoop::current()->perform(std::function<void()>(again));
   };
-  RunLoop::current()->perform(again);
+  RunLoop::current()->perform(std::function<void()>(again));
   ASSERT_TRUE(context.turnOnce());
   EXPECT_EQ(turns, 1);
   ASSERT_TRUE(context.turnOnce());
@@ -223,13 +223,13 @@ TEST(RunLoop, PerformsGoOnInANestedPanelWhileTimersPause) {
       std::chrono::milliseconds(1), foundation::Timer::Repeats::Yes, [&](foundation::Timer&) { ++beats; });
   std::function<void()> again = [&] {
     ++performed;
-    loop->perform(again);
+    loop->perform(std::function<void()>(again));
   };
   loop->perform([&] {
     const RunLoop::ModeScope panel(RunLoopMode::ModalPanel);
     const int before = beats;
     const gint64 end = g_get_monotonic_time() + 20'000;
-    loop->perform(again);
+    loop->perform(std::function<void()>(again));
     EXPECT_TRUE(context.turnUntil([&] { return performed > 10 && g_get_monotonic_time() > end; }));
     EXPECT_EQ(beats, before);
   });
