@@ -51,7 +51,8 @@ constexpr int kRequests = kTasks * static_cast<int>(std::size(kWays));
 
 /// The stations whose server sees the connections end. That of a prompt is kept for other requests.
 bool hasConnections(const std::string& station) {
-  const std::vector<std::string> with = {"head", "body", "receiving", "redirect", "draining"};
+  const std::vector<std::string> with = {"head",     "body",   "receiving", "redirect",
+                                         "draining", "tunnel", "handshake"};
   return std::find(with.begin(), with.end(), station) != with.end();
 }
 
@@ -68,7 +69,8 @@ class EndAt : public testing::TestWithParam<std::string> {
     for (const Way& way : kWays) {
       pools_.push_back(std::make_unique<HostPool>(way.name));
       for (int task = 0; task < kTasks; ++task) {
-        pools_.back()->add(std::to_string(task), {.url = stations_->url(GetParam())});
+        pools_.back()->add(std::to_string(task),
+                           {.url = stations_->url(GetParam()), .data = Stations::body(GetParam())});
         ASSERT_EQ(pools_.back()->launch(std::to_string(task)), ZEP_HTTP_TASK_REQUESTING);
       }
     }

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +17,8 @@
 #include "foundation/ZEP_Foundation.h"
 #include "tests/host/HostPool.h"
 #include "tests/lifetime/Stations.h"
+#include "tests/support/CertificateAuthority.h"
+#include "tests/support/NginxServer.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
 
@@ -152,8 +155,20 @@ const State kStates[] = {
     {"InTheBody", "body", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_REQUESTING},
     {"Done", "done", true, ZEP_HTTP_TASK_DONE, ZEP_HTTP_TASK_DONE, ZEP_HTTP_TASK_DONE},
     {"Failed", "failed", true, ZEP_HTTP_TASK_FAILED, ZEP_HTTP_TASK_FAILED, ZEP_HTTP_TASK_FAILED},
-    // The prompts are skipped when the operations begin.
+    {"InTheRedirect", "redirect", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_REQUESTING,
+     ZEP_HTTP_TASK_REQUESTING},
+    {"InTheHandshake", "handshake", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_REQUESTING,
+     ZEP_HTTP_TASK_REQUESTING},
+    {"AskingForATunnel", "tunnel", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_REQUESTING,
+     ZEP_HTTP_TASK_REQUESTING},
+    // What the process itself holds up goes on when the operations are done; that which waits for the host, when they
+    // begin.
     {"Prompting", "prompt", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_FAILED, ZEP_HTTP_TASK_FAILED},
+    {"AskingForTrust", "texts", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_FAILED, ZEP_HTTP_TASK_FAILED},
+    {"LookingUp", "look-up", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_FAILED, ZEP_HTTP_TASK_FAILED},
+    {"AskingForTheProxy", "proxy", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_FAILED,
+     ZEP_HTTP_TASK_FAILED},
+    {"ReadingAFile", "file", true, ZEP_HTTP_TASK_REQUESTING, ZEP_HTTP_TASK_DONE, ZEP_HTTP_TASK_DONE},
 };
 
 constexpr const char* kActing = "acting";
@@ -199,8 +214,13 @@ ZEP_HTTP_TASK_STATUS statusOf(const Target& target) {
 
 class Reentry : public testing::TestWithParam<State> {
  protected:
-  Reentry() : stations_("", folder_.path()) {
+  Reentry() {
     setenv("ZEP_URL_TIMEOUT_MS", "3600000", 1);
+    if (std::string(GetParam().url) == "texts") {
+      untrusted_.emplace(NginxServer::Options{.certificate = authority_.selfSigned()});
+      ZEP_TrustPanel_SetRunner([](const char*, void*) { return 0; }, nullptr);
+    }
+    stations_ = std::make_unique<Stations>(untrusted_ ? untrusted_->tlsUrl("/text") : "", folder_.path());
     cases = &cases_;
     mayAct = false;
     witnessed = 0;
@@ -232,27 +252,33 @@ class Reentry : public testing::TestWithParam<State> {
   }
   void bringToItsState(const Target& target) {
     ZEP_HttpPool_SetTaskProperty(target.poolName(), target.taskName(), ZEP_HTTP_TASK_PROP_URL,
-                                 stations_.url(GetParam().url).c_str());
+                                 stations_->url(GetParam().url).c_str());
     if (GetParam().isRun) {
       ZEP_HttpPool_TaskRun(target.poolName(), target.taskName(), nullptr);
     }
   }
   bool areReady() {
-    const int count = static_cast<int>(cases_.size());
-    return (!GetParam().isRun || stations_.standing(GetParam().url) >= count) &&
+    const int count = Stations::most(GetParam().url, static_cast<int>(cases_.size()));
+    return (!GetParam().isRun || stations_->standing(GetParam().url) >= count) &&
            std::all_of(cases_.begin(), cases_.end(), [](const auto& entry) {
              return statusOf(entry.second.target) == GetParam().status && entry.second.notifications > 0;
            });
   }
-  /// Whoever stops a request that asks the host for a password waits for the answer, so it comes from elsewhere.
+  /// Whoever stops a request that asks the host for something waits for the answer, so it comes from elsewhere.
   void letAllAct() {
-    std::thread person([] { Stations::release(); });
+    std::thread person;
+    if (Stations::waitsForTheHost(GetParam().url)) {
+      person = std::thread([] { Stations::release(); });
+    }
     mayAct = true;
     EXPECT_TRUE(turnUntil([&] {
       return std::all_of(cases_.begin(), cases_.end(),
                          [](const auto& entry) { return entry.second.hasActed; });
     }));
-    person.join();
+    if (person.joinable()) {
+      person.join();
+    }
+    Stations::release();
   }
   static ZEP_HTTP_TASK_STATUS expectedStatus(const Case& one) {
     switch (one.operation->after) {
@@ -313,8 +339,10 @@ class Reentry : public testing::TestWithParam<State> {
     }
   }
 
+  CertificateAuthority authority_;
+  std::optional<NginxServer> untrusted_;
   TemporaryFolder folder_;
-  Stations stations_;
+  std::unique_ptr<Stations> stations_;
   std::map<std::string, Case> cases_;
 };
 
@@ -343,10 +371,12 @@ constexpr int kDepth = 20;
 bool mayDescend = false;
 int depth = 0;
 bool isDeepest = false;
+long notificationsOfAll = 0;
 void (*inTheDepth)() = nullptr;
 
 /// Turns the loop until the pool behind it has been notified inside that turn.
 void descend(ZEP_HTTP_POOL_TASK_NOTIFY, const char* pool, const char*, const char*) {
+  ++notificationsOfAll;
   if (!mayDescend || std::atoi(pool) != depth || isDeepest) {
     return;
   }
@@ -380,7 +410,12 @@ class NestedLoops : public testing::Test {
     for (int pool = 0; pool < kDepth; ++pool) {
       ZEP_HttpPool_Destroy(std::to_string(pool).c_str());
     }
-    turnFor(std::chrono::milliseconds(700));
+    // Until they are deleted they notify.
+    EXPECT_TRUE(turnUntil([] {
+      const long before = notificationsOfAll;
+      ZEP_RunLoop_Run(50);
+      return notificationsOfAll == before;
+    }));
   }
   void descendWhenAllStand() {
     ASSERT_TRUE(turnUntil([&] { return stations_.standing("head") == kDepth; }));

@@ -7,6 +7,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "foundation/ZEP_Foundation.h"
 #include "tests/support/Files.h"
@@ -33,10 +35,13 @@ namespace {
 
 constexpr const char* kHeldName = "held.test";
 constexpr const char* kProxiedName = "proxied.test";
+constexpr const char* kTunnelledName = "tunnelled.test";
 /// Behind a place: its connections that have ended.
 constexpr const char* kLeft = " left";
 /// So many workers serve files and proxy questions.
 constexpr int kWorkers = 8;
+/// Fewer transfers side by side there never are.
+constexpr int kSlots = 4;
 
 /// Who waits where, and who has waited. Never destroyed: its threads may outlive the program's static objects.
 class Holds {
@@ -87,6 +92,9 @@ void dribble(RawServer::Connection& connection) {
 
 /// The path of a request, without its slash.
 std::string placeOf(const std::string& request) {
+  if (request.starts_with("CONNECT ")) {
+    return "tunnel";
+  }
   std::string method;
   std::string path;
   std::istringstream(request) >> method >> path;
@@ -95,7 +103,7 @@ std::string placeOf(const std::string& request) {
 
 /// Answers a request; false when the connection stays as it is then.
 bool answer(RawServer::Connection& connection, const std::string& place) {
-  if (place == "done") {
+  if (place == "done" || place == "over") {
     return connection.send("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ndone");
   }
   if (place == "failed") {
@@ -108,10 +116,10 @@ bool answer(RawServer::Connection& connection, const std::string& place) {
     connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\nhalf");
   } else if (place == "receiving") {
     connection.send("HTTP/1.1 200 OK\r\n\r\n");
-  } else if (place.starts_with("redirect")) {
+  } else if (place == "redirect") {
     connection.send("HTTP/1.1 302 Found\r\nLocation: /redirected\r\nContent-Length: 60000\r\n\r\n");
   }
-  if (place == "receiving" || place == "draining" || place.starts_with("redirect")) {
+  if (place == "receiving" || place == "draining" || place == "redirect") {
     dribble(connection);
   }
   return place == "prompt";
@@ -126,6 +134,9 @@ void serve(RawServer::Connection& connection) {
       holds().note(place);
     }
   } while (answer(connection, place));
+  if (place == "upload") {
+    holds().wait("reading");
+  }
   connection.readToEnd();
   holds().note(place + kLeft);
 }
@@ -133,6 +144,42 @@ void serve(RawServer::Connection& connection) {
 RawServer& server() {
   static RawServer* const one = new RawServer(&serve);
   return *one;
+}
+
+/// Knows no TLS.
+RawServer& silentServer() {
+  static RawServer* const one = new RawServer([](RawServer::Connection& connection) {
+    connection.readSome();
+    holds().note("handshake");
+    connection.readToEnd();
+    holds().note(std::string("handshake") + kLeft);
+  });
+  return *one;
+}
+
+// --- The limit of descriptors, by which the loader reckons how many transfers it may have. ---
+
+/// What it is otherwise.
+rlim_t usualDescriptors = 0;
+
+/// Has to come before the first request of the process.
+void limitDescriptors() {
+  if (usualDescriptors != 0) {
+    return;
+  }
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  usualDescriptors = limit.rlim_cur;
+  constexpr rlim_t kForThisProgram = 40;
+  limit.rlim_cur = kForThisProgram;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void restoreDescriptors() {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = std::exchange(usualDescriptors, 0);
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 bool isConnecting(int socket) {
@@ -202,8 +249,10 @@ gchar** lookUpProxy(GProxyResolver*, const gchar* uri, GCancellable*, GError**) 
   if (std::string_view(uri).find(kProxiedName) != std::string_view::npos) {
     holds().wait("proxy");
   }
-  const char* const direct[] = {"direct://", nullptr};
-  return g_strdupv(const_cast<gchar**>(direct));
+  const bool isTunnelled = std::string_view(uri).find(kTunnelledName) != std::string_view::npos;
+  const std::string proxy = isTunnelled ? server().url("") : "direct://";
+  const char* const answer[] = {proxy.c_str(), nullptr};
+  return g_strdupv(const_cast<gchar**>(answer));
 }
 
 void beProxyResolver(gpointer interface, gpointer) {
@@ -250,9 +299,9 @@ void askedForTexts(const char*, const void*, const char*, void*) {
 }  // namespace
 
 const std::vector<std::string>& Stations::names() {
-  static const std::vector<std::string> all = {"connecting", "texts",    "head",   "body",
-                                               "receiving",  "redirect", "prompt", "draining",
-                                               "look-up",    "file",     "proxy"};
+  static const std::vector<std::string> all = {
+      "connecting", "texts", "head",  "body",   "receiving", "redirect", "prompt", "draining",
+      "look-up",    "file",  "proxy", "tunnel", "handshake", "upload",   "slot",   "over"};
   return all;
 }
 
@@ -286,10 +335,29 @@ std::string Stations::url(const std::string& station) const {
     static std::atomic<int> origins = 0;
     return "http://" + std::to_string(++origins) + "." + kProxiedName + "/";
   }
+  if (station == "tunnel") {
+    return std::string("https://") + kTunnelledName + "/";
+  }
+  if (station == "handshake") {
+    return "https://127.0.0.1:" + std::to_string(silentServer().port()) + "/";
+  }
+  if (station == "slot") {
+    limitDescriptors();
+  }
   return server().url("/" + station);
 }
 
+const std::vector<unsigned char>& Stations::body(const std::string& station) {
+  static const std::vector<unsigned char> none;
+  // More than the sockets of both sides hold.
+  static const std::vector<unsigned char> large(1'500'000, 'u');
+  return station == "upload" ? large : none;
+}
+
 int Stations::most(const std::string& station, int requests) {
+  if (station == "slot") {
+    return std::min(requests, kSlots);
+  }
   return station == "file" || station == "proxy" ? std::min(requests, kWorkers) : requests;
 }
 
@@ -301,7 +369,11 @@ int Stations::standing(const std::string& station) const {
   if (station == "connecting") {
     return connectingTo(fullPort());
   }
-  return holds().arrived(station == "draining" ? "prompt" : station);
+  const int arrived = holds().arrived(station == "draining" ? "prompt" : station);
+  if (station == "slot" && arrived > 0 && usualDescriptors != 0) {
+    restoreDescriptors();
+  }
+  return arrived;
 }
 
 int Stations::left(const std::string& station) const {
@@ -321,6 +393,9 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* no
   const std::string_view name = node != nullptr ? node : "";
   if (name == test::kHeldName) {
     test::holds().wait("look-up");
+    return EAI_NONAME;
+  }
+  if (name.ends_with(test::kProxiedName)) {
     return EAI_NONAME;
   }
   static const auto original = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));

@@ -23,6 +23,11 @@ class Stations {
   /// "look-up"      the name server does not answer
   /// "file"         a worker reads a file
   /// "proxy"        a worker asks the desktop for the proxy
+  /// "tunnel"       the proxy has been asked for a tunnel and does not answer
+  /// "handshake"    the server does not answer the first message of TLS
+  /// "upload"       the server has read the head and stops in the body, which is body()
+  /// "slot"         a few stand before the server, the others wait for their turn
+  /// "over"         the answer has come, and the host has not asked for it yet
   static const std::vector<std::string>& names();
 
   /// `untrusted`: a URL of a server whose certificate nobody trusts. `folder`: for a file.
@@ -33,13 +38,17 @@ class Stations {
   /// A URL that leads one request to the station. Others are "panel": in the handshake, with the certificate panel open; "done"
   /// and "failed" (status 500), which come to their end.
   std::string url(const std::string& station) const;
-  /// How many of so many requests get there; the others wait before it.
+  /// What the requests of the station have to send; nothing for most.
+  static const std::vector<unsigned char>& body(const std::string& station);
+  /// Whether a request that got there goes on by itself.
+  static bool goesOn(const std::string& station) { return station == "over"; }
+  /// How many of so many requests are seen there; the others wait before it.
   static int most(const std::string& station, int requests);
   /// Whether whoever stops a request that stands there has to wait for release().
   static bool waitsForTheHost(const std::string& station);
   /// How many have got there so far. Those that were let go stay counted.
   int standing(const std::string& station) const;
-  /// How many connections to "head", "body", "receiving", "redirect" or "draining" have ended.
+  /// How many connections to "head", "body", "receiving", "redirect", "draining", "tunnel" or "handshake" have ended.
   int left(const std::string& station) const;
   /// Lets go what this process itself holds up, now and from now on: look-ups fail, files are read, prompts are
   /// skipped.

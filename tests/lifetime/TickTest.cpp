@@ -7,16 +7,22 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 
 #include "httpPool/ZEP_HttpPool.h"
+#include "tests/host/HostPool.h"
+#include "tests/lifetime/Stations.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 /// The clock in nanoseconds; 0: it runs by itself.
-std::int64_t now = 0;
+std::atomic<std::int64_t> now = 0;
 
 std::int64_t realTime() {
   timespec time{};
@@ -27,9 +33,10 @@ std::int64_t realTime() {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) {
-  if (clock == CLOCK_MONOTONIC && now != 0) {
-    time->tv_sec = now / kNanoseconds;
-    time->tv_nsec = now % kNanoseconds;
+  const std::int64_t set = now;
+  if (clock == CLOCK_MONOTONIC && set != 0) {
+    time->tv_sec = set / kNanoseconds;
+    time->tv_nsec = set % kNanoseconds;
     return 0;
   }
   return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
@@ -39,15 +46,30 @@ namespace test {
 namespace {
 
 constexpr std::int64_t kBeat = 10'000'000;
-constexpr const char* kTasks[] = {"a", "b", "a task whose name does not fit into a small string"};
+constexpr const char* kRunning = "running";
+constexpr const char* kOver = "a task whose name does not fit into a small string";
+constexpr const char* kTasks[] = {"a", kRunning, kOver};
 
 long notifications = 0;
+
+ZEP_HTTP_TASK_STATUS expected(const std::string& task) {
+  if (task == kRunning) {
+    return ZEP_HTTP_TASK_REQUESTING;
+  }
+  return task == kOver ? ZEP_HTTP_TASK_DONE : ZEP_HTTP_TASK_UNINITIALIZED;
+}
+
+ZEP_HTTP_TASK_STATUS statusOf(const char* task) {
+  ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_STATUS_8;
+  ZEP_HttpPool_GetTaskStatus("pool", task, &status);
+  return status;
+}
 
 void notified(ZEP_HTTP_POOL_TASK_NOTIFY, const char* pool, const char* task, const char*) {
   ++notifications;
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_STATUS_8;
   ZEP_HttpPool_GetTaskStatus(pool, task, &status);
-  EXPECT_EQ(status, ZEP_HTTP_TASK_UNINITIALIZED);
+  EXPECT_EQ(status, expected(task)) << task;
 }
 
 /// How many beats so many steps of the clock have brought.
@@ -64,13 +86,21 @@ long beatsIn(long steps, std::int64_t step) {
 
 class Ticks : public testing::Test {
  protected:
-  Ticks() {
-    now = realTime();
+  /// The clock stands still only when the requests stand, too.
+  Ticks() : stations_("", folder_.path()) {
+    setenv("ZEP_URL_TIMEOUT_MS", "86400000", 1);
     ZEP_HttpPool_Create("pool");
-    ZEP_HttpPool_SetPoolProc("pool", &notified);
     for (const char* task : kTasks) {
       ZEP_HttpPool_AddTask("pool", task);
     }
+    run(kRunning, "body");
+    run(kOver, "over");
+    EXPECT_TRUE(turnUntil([&] {
+      return stations_.standing("body") == 1 && statusOf(kOver) == ZEP_HTTP_TASK_DONE &&
+             statusOf(kRunning) == ZEP_HTTP_TASK_REQUESTING;
+    }));
+    ZEP_HttpPool_SetPoolProc("pool", &notified);
+    now = realTime();
   }
   ~Ticks() override {
     ZEP_HttpPool_SetPoolProc("pool", nullptr);
@@ -78,13 +108,21 @@ class Ticks : public testing::Test {
     beatsIn(100, kBeat);
     now = 0;
   }
+  void run(const char* task, const char* station) {
+    ZEP_HttpPool_SetTaskProperty("pool", task, ZEP_HTTP_TASK_PROP_URL, stations_.url(station).c_str());
+    ZEP_HttpPool_TaskRun("pool", task, nullptr);
+  }
+
+  TemporaryFolder folder_;
+  Stations stations_;
 };
 
 TEST_F(Ticks, MillionsNeitherDriftNorGrow) {
   EXPECT_EQ(beatsIn(1000, kBeat), 1000);
   const std::size_t before = mallinfo2().uordblks;
   EXPECT_EQ(beatsIn(LIFETIME_TICKS, kBeat), LIFETIME_TICKS);
-  EXPECT_EQ(mallinfo2().uordblks, before);
+  // A thread that was kept for further requests may have ended meanwhile.
+  EXPECT_LE(mallinfo2().uordblks, before);
 }
 
 TEST_F(Ticks, StayOnTheirGridWhenTheHostIsLate) {
