@@ -34,16 +34,12 @@ struct HandshakeCallbacks {
 
  private:
   static CURLcode prepare(SSL_CTX* tls, HandshakeClient& client) {
-    X509_STORE* store = CertificateStore::shared();
-    if (store == nullptr) {
-      return CURLE_OUT_OF_MEMORY;
-    }
-    SSL_CTX_set1_cert_store(tls, store);
     SSL_CTX_set_info_callback(tls, &HandshakeCallbacks::noteProgress);
     if (SSL_CTX_get_max_proto_version(tls) == kHighestForProxies) {
-      SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
-      return CURLE_OK;
+      return prepareProxy(tls);
     }
+    // The context keeps its own store, in which curl notes the folder by which loads differ: the process's would keep
+    // them all.
     auto owner = std::make_unique<Owner>(std::make_shared<Handshake>(client));
     Handshake* const handshake = owner->get();
     if (SSL_CTX_set_ex_data(tls, ownerIndex(), owner.get()) != 1) {
@@ -72,6 +68,16 @@ struct HandshakeCallbacks {
 
   static void release(void*, void* owner, CRYPTO_EX_DATA*, int, long, void*) {
     delete static_cast<Owner*>(owner);
+  }
+
+  static CURLcode prepareProxy(SSL_CTX* tls) {
+    X509_STORE* store = CertificateStore::shared();
+    if (store == nullptr) {
+      return CURLE_OUT_OF_MEMORY;
+    }
+    SSL_CTX_set1_cert_store(tls, store);
+    SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
+    return CURLE_OK;
   }
 
   static SSL* connectionOf(X509_STORE_CTX* context) {
