@@ -2,8 +2,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
+#include "tests/soak/SystemFaults.h"
+#include "tests/soak/TunnelProxy.h"
 #include "tests/support/EchoedRequest.h"
 #include "tests/support/Files.h"
 
@@ -28,22 +31,30 @@ Errand failed(std::string url, int errorID, int errorReason = 0) {
                         ",\"errorReason\":" + std::to_string(errorReason) + "}")};
 }
 
+/// None of its requests gets as far as to a server.
+Errand unheard(Errand errand) {
+  errand.requests = {.least = 0, .most = 0};
+  return errand;
+}
+
 }  // namespace
 
-Behaviours::Behaviours(const NginxServer& server, std::string folder)
-    : server_(server), folder_(std::move(folder)) {
+Behaviours::Behaviours(const Servers& servers, std::string folder)
+    : server_(servers.trusted), untrusted_(servers.untrusted), folder_(std::move(folder)) {
+  writeFile(folder_ + "/file", "from a file");
 }
 
 const std::vector<Behaviours::Share>& Behaviours::shares() {
   static const std::vector<Share> all = {
-      {300, "text", &Behaviours::text},
-      {60, "utf8", &Behaviours::utf8},
-      {60, "latin1", &Behaviours::latin1},
+      {252, "text", &Behaviours::text},
+      {50, "utf8", &Behaviours::utf8},
+      {50, "latin1", &Behaviours::latin1},
       {50, "compressed", &Behaviours::compressed},
       {30, "large", &Behaviours::large},
-      {100, "echoed data", &Behaviours::echoedData},
-      {60, "echoed fields", &Behaviours::echoedFields},
+      {90, "echoed data", &Behaviours::echoedData},
+      {50, "echoed fields", &Behaviours::echoedFields},
       {30, "download", &Behaviours::download},
+      {5, "unwritable", &Behaviours::unwritable},
       {10, "dripping", &Behaviours::dripping},
       {60, "redirected", &Behaviours::redirected},
       {40, "not found", &Behaviours::notFound},
@@ -54,30 +65,79 @@ const std::vector<Behaviours::Share>& Behaviours::shares() {
       {20, "cut", &Behaviours::cut},
       {10, "broken encoding", &Behaviours::brokenEncoding},
       {10, "bad redirect", &Behaviours::badRedirect},
-      {1, "endless redirect", &Behaviours::endlessRedirect},
+      {2, "endless redirect", &Behaviours::endlessRedirect},
       {20, "no server", &Behaviours::noServer},
       {10, "no URL", &Behaviours::noUrl},
-      {9, "lied", &Behaviours::lied},
+      {10, "lied", &Behaviours::lied},
       {15, "given up", &Behaviours::givenUp},
       {5, "given up in the body", &Behaviours::givenUpInBody},
+      {15, "signed in", &Behaviours::signedIn},
+      {6, "untrusted, accepted", &Behaviours::untrustedAccepted},
+      {5, "untrusted, refused", &Behaviours::untrustedRefused},
+      {5, "untrusted, unasked", &Behaviours::untrustedUnasked},
+      {10, "proxied", &Behaviours::proxied},
+      {10, "tunnelled", &Behaviours::tunnelled},
+      {5, "tunnel refused", &Behaviours::tunnelRefused},
+      {5, "tunnel locked", &Behaviours::tunnelLocked},
+      {5, "unknown host", &Behaviours::unknownHost},
+      {5, "no name server", &Behaviours::noNameServer},
+      {5, "file", &Behaviours::fromFile},
+      {5, "missing file", &Behaviours::missingFile},
   };
   return all;
 }
 
-Errand Behaviours::next() {
-  unsigned all = 0;
+std::size_t Behaviours::inAllShares() {
+  std::size_t all = 0;
   for (const Share& share : shares()) {
     all += share.weight;
   }
-  unsigned drawn = upTo(all - 1);
-  auto share = shares().begin();
-  while (drawn >= share->weight) {
-    drawn -= share->weight;
-    ++share;
+  return all;
+}
+
+std::vector<std::string> Behaviours::names() {
+  std::vector<std::string> all = {"plain", "timed out", "without a thread"};
+  for (const Share& share : shares()) {
+    all.emplace_back(share.name);
   }
-  Errand errand = (this->*share->make)();
-  errand.name = share->name;
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
+Errand Behaviours::made(const Share& share) {
+  Errand errand = (this->*share.make)();
+  errand.name = share.name;
+  errand.number = made_++;
+  if (errand.beatsToLive > 0) {
+    errand.requests.least = 0;
+  }
   return errand;
+}
+
+Errand Behaviours::next() {
+  if (mixture_.empty()) {
+    for (const Share& share : shares()) {
+      mixture_.insert(mixture_.end(), share.weight, &share);
+    }
+    std::shuffle(mixture_.begin(), mixture_.end(), random_);
+  }
+  const Share& share = *mixture_.back();
+  mixture_.pop_back();
+  return made(share);
+}
+
+Errand Behaviours::plain() {
+  return made({.weight = 0, .name = "plain", .make = &Behaviours::text});
+}
+
+Errand Behaviours::withoutThread() {
+  Errand errand = made({.weight = 0, .name = "without a thread", .make = &Behaviours::text});
+  errand.hasNoThread = true;
+  return errand;
+}
+
+Errand Behaviours::timedOut() {
+  return made({.weight = 0, .name = "timed out", .make = &Behaviours::silent});
 }
 
 std::string Behaviours::bytes(std::size_t length) {
@@ -88,9 +148,17 @@ std::string Behaviours::bytes(std::size_t length) {
   return text;
 }
 
+std::string Behaviours::numbered(const std::string& target) const {
+  return target + (target.find('?') == std::string::npos ? "?" : "&") + "id=" + std::to_string(made_);
+}
+
+std::string Behaviours::plainUrl(const std::string& target) const {
+  return server_.url(numbered(target));
+}
+
 /// By TLS one time in ten.
 std::string Behaviours::url(const std::string& target) {
-  return upTo(9) == 0 ? server_.tlsUrl(target) : server_.url(target);
+  return upTo(9) == 0 ? server_.tlsUrl(numbered(target)) : plainUrl(target);
 }
 
 Errand Behaviours::text() {
@@ -145,13 +213,22 @@ Errand Behaviours::echoedFields() {
 
 Errand Behaviours::download() {
   const std::size_t length = upTo(200'000);
-  const std::string path = folder_ + "/download " + std::to_string(files_++);
+  const std::string path = folder_ + "/download " + std::to_string(made_);
   return {.properties = {{ZEP_HTTP_TASK_PROP_URL, url("/big?bytes=" + std::to_string(length))},
                          {ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE, path}},
-          .isRight = [path, length](const std::string& result) {
-            const bool isRight = result == path && readFile(path) == NginxServer::bigBody(length);
-            return unlink(path.c_str()) == 0 && isRight;
-          }};
+          .isRight =
+              [path, length](const std::string& result) {
+                return result == path && readFile(path) == NginxServer::bigBody(length);
+              },
+          .file = path};
+}
+
+/// That it cannot be written is not told.
+Errand Behaviours::unwritable() {
+  const std::string path = folder_ + "/no such folder/file";
+  Errand errand = done(url("/text"), path);
+  errand.properties.emplace_back(ZEP_HTTP_TASK_PROP_DOWNLOAD_FILE, path);
+  return errand;
 }
 
 Errand Behaviours::dripping() {
@@ -178,16 +255,22 @@ Errand Behaviours::tooMany() {
   return errand;
 }
 
+/// On a connection that was used before, the same is tried again: five times, and as often when it had to wait for a
+/// socket meanwhile.
 Errand Behaviours::closed() {
-  return failed(url("/close"), 1);
+  Errand errand = failed(url("/close"), 1);
+  errand.requests.most = 12;
+  return errand;
 }
 
 Errand Behaviours::reset() {
-  return failed(server_.url("/reset"), 1);
+  Errand errand = failed(plainUrl("/reset"), 1);
+  errand.requests.most = 12;
+  return errand;
 }
 
 Errand Behaviours::cut() {
-  return failed(server_.url("/cut"), 1);
+  return failed(plainUrl("/cut"), 1);
 }
 
 Errand Behaviours::brokenEncoding() {
@@ -199,31 +282,90 @@ Errand Behaviours::badRedirect() {
 }
 
 Errand Behaviours::endlessRedirect() {
-  return failed(server_.url("/redirect/loop"), 6);
+  return failed(plainUrl("/redirect/loop"), 6);
 }
 
 Errand Behaviours::noServer() {
-  return failed("http://127.0.0.1:1/", 2);
+  return unheard(failed("http://127.0.0.1:1/", 2));
 }
 
 Errand Behaviours::noUrl() {
-  return failed("", 6);
+  return unheard(failed("", 6));
 }
 
 Errand Behaviours::lied() {
-  return failed(server_.url("/lie"), 6);
+  return failed(plainUrl("/lie"), 6);
 }
 
 Errand Behaviours::givenUp() {
-  Errand errand = done(server_.url("/silent"), "");
+  Errand errand = done(plainUrl("/silent"), "");
   errand.beatsToLive = 1 + static_cast<int>(upTo(20));
   return errand;
 }
 
 Errand Behaviours::givenUpInBody() {
-  Errand errand = done(server_.url("/half"), "");
+  Errand errand = done(plainUrl("/half"), "");
   errand.beatsToLive = 1 + static_cast<int>(upTo(20));
   return errand;
+}
+
+Errand Behaviours::silent() {
+  return failed(plainUrl("/silent"), 4);
+}
+
+/// Asked, and asked again with what the host answers.
+Errand Behaviours::signedIn() {
+  Errand errand = done(url("/basic"), "signed in");
+  errand.requests = {.least = 2, .most = 2};
+  return errand;
+}
+
+Errand Behaviours::untrustedAccepted() {
+  return done(untrusted_.tlsUrl(numbered("/text"), kAcceptedHost), "Hello, pool!");
+}
+
+Errand Behaviours::untrustedRefused() {
+  return unheard(failed(untrusted_.tlsUrl(numbered("/text")), 3));
+}
+
+Errand Behaviours::untrustedUnasked() {
+  Errand errand = done(untrusted_.tlsUrl(numbered("/text")), "Hello, pool!");
+  errand.properties.back().second = R"({"HttpMethonGet":"1","Adjacency":"1"})";
+  return errand;
+}
+
+Errand Behaviours::proxied() {
+  return done(std::string("http://") + kProxied + numbered("/text"), "Hello, pool!");
+}
+
+Errand Behaviours::tunnelled() {
+  Errand errand = done(untrusted_.tlsUrl(numbered("/text"), kProxied), "Hello, pool!");
+  errand.properties.back().second = R"({"HttpMethonGet":"1","Adjacency":"1"})";
+  return errand;
+}
+
+Errand Behaviours::tunnelRefused() {
+  return unheard(failed(std::string("https://") + TunnelProxy::kForbidden + "/", 1));
+}
+
+Errand Behaviours::tunnelLocked() {
+  return unheard(failed(std::string("https://") + TunnelProxy::kLocked + "/", 1));
+}
+
+Errand Behaviours::unknownHost() {
+  return unheard(failed(std::string("http://") + kNoSuchHost + "/", 2));
+}
+
+Errand Behaviours::noNameServer() {
+  return unheard(failed(std::string("http://") + kNoNameServer + "/", 1));
+}
+
+Errand Behaviours::fromFile() {
+  return unheard(done("file://" + folder_ + "/file", "from a file"));
+}
+
+Errand Behaviours::missingFile() {
+  return unheard(failed("file://" + folder_ + "/missing", 6));
 }
 
 }  // namespace test

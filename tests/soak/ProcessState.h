@@ -1,6 +1,6 @@
 #pragma once
 
-// What the calling process holds, as the kernel and the allocator tell.
+// What the calling process holds.
 
 #include <cstddef>
 
@@ -9,11 +9,14 @@ namespace test {
 struct ProcessState {
   std::size_t descriptors = 0;
   std::size_t threads = 0;
-  /// Bytes that are allocated and not freed, in every arena; 0 under a sanitizer, which has an allocator of its own.
+  /// Bytes that are allocated and not freed; 0 under a sanitizer, which has an allocator of its own.
   std::size_t allocated = 0;
 
   static ProcessState now();
 };
+
+/// The last of these alone.
+std::size_t allocatedBytes();
 
 /// How many threads of requests there are, running or kept for the next one.
 std::size_t requestThreads();

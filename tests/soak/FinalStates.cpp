@@ -1,0 +1,61 @@
+#include "tests/soak/FinalStates.h"
+
+#include <bitset>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "httpPool/HttpCall.h"
+
+namespace test {
+namespace {
+
+constexpr std::string_view kLaunched = "CHttpCallMacImpl::StartDownload, SessionID: ";
+constexpr std::string_view kReported = "NotifyHttpCallStatus, sessionID: ";
+constexpr std::string_view kStatus = "status";
+
+/// Of the sessions that run. A session is the lower half of the address of an object, which is a multiple of 16.
+std::bitset<(std::uint64_t{1} << 28)> running;
+std::size_t reported = 0;
+std::size_t surplus = 0;
+
+std::size_t place(const char* session) {
+  return static_cast<std::uint32_t>(std::strtoll(session, nullptr, 10)) / 16;
+}
+
+bool isFinal(int status) {
+  return status != HTTP_CALL_RECEIVING && status != HTTP_CALL_REDIRECTED;
+}
+
+/// Both lines are traced on the thread of the host.
+void note(std::string_view line) {
+  if (line.starts_with(kLaunched)) {
+    running.set(place(line.data() + kLaunched.size()));
+  } else if (line.starts_with(kReported)) {
+    const char* const session = line.data() + kReported.size();
+    const std::size_t status = line.find(kStatus, kReported.size());
+    if (status == std::string_view::npos || !isFinal(std::atoi(line.data() + status + kStatus.size()))) {
+      return;
+    }
+    ++(running.test(place(session)) ? reported : surplus);
+    running.reset(place(session));
+  }
+}
+
+}  // namespace
+
+std::size_t reportedFinalStates() {
+  return reported;
+}
+
+std::size_t surplusFinalStates() {
+  return surplus;
+}
+
+}  // namespace test
+
+/// Called by the plug-in with each line.
+extern "C" __attribute__((visibility("default"))) void soakTraced(const char* line) {
+  test::note(line);
+}
