@@ -94,8 +94,11 @@ class EndAt : public testing::TestWithParam<std::string> {
     for (std::size_t way = 0; way < pools_.size(); ++way) {
       for (int task = 0; task < kTasks; ++task) {
         EXPECT_EQ(pools_[way]->status(std::to_string(task)), kWays[way].statusAfter) << kWays[way].name;
-        EXPECT_EQ(pools_[way]->property(std::to_string(task), ZEP_HTTP_TASK_PROP_RESULT), "")
-            << kWays[way].name;
+        // A reset leaves the texts as they are, and a request that goes on may have come to its result before.
+        if (!Stations::goesOn(GetParam())) {
+          EXPECT_EQ(pools_[way]->property(std::to_string(task), ZEP_HTTP_TASK_PROP_RESULT), "")
+              << kWays[way].name;
+        }
       }
     }
   }
