@@ -25,12 +25,13 @@ std::size_t allocatedBytes() {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 // The C library's own names of its functions.
-extern "C" void* __libc_malloc(std::size_t size);                     // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __libc_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __libc_memalign(std::size_t alignment,
-                                 std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-extern "C" void __libc_free(void* block);            // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
+extern "C" void* __libc_realloc(void* block, std::size_t size);
+extern "C" void* __libc_memalign(std::size_t alignment, std::size_t size);
+extern "C" void __libc_free(void* block);
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

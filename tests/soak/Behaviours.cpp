@@ -19,16 +19,26 @@ std::function<bool(const std::string&)> is(std::string text) {
   return [text = std::move(text)](const std::string& result) { return result == text; };
 }
 
+/// Gets something from there.
+Errand got(std::string url) {
+  Errand errand;
+  errand.properties.emplace_back(ZEP_HTTP_TASK_PROP_URL, std::move(url));
+  errand.properties.emplace_back(ZEP_HTTP_TASK_PROP_HEADER_FIELDS, kGet);
+  return errand;
+}
+
 Errand done(std::string url, std::string result) {
-  return {.properties = {{ZEP_HTTP_TASK_PROP_URL, std::move(url)}, {ZEP_HTTP_TASK_PROP_HEADER_FIELDS, kGet}},
-          .isRight = is(std::move(result))};
+  Errand errand = got(std::move(url));
+  errand.isRight = is(std::move(result));
+  return errand;
 }
 
 Errand failed(std::string url, int errorID, int errorReason = 0) {
-  return {.properties = {{ZEP_HTTP_TASK_PROP_URL, std::move(url)}, {ZEP_HTTP_TASK_PROP_HEADER_FIELDS, kGet}},
-          .status = ZEP_HTTP_TASK_FAILED,
-          .isRight = is("{\"errorID\":" + std::to_string(errorID) +
-                        ",\"errorReason\":" + std::to_string(errorReason) + "}")};
+  Errand errand = got(std::move(url));
+  errand.status = ZEP_HTTP_TASK_FAILED;
+  errand.isRight =
+      is("{\"errorID\":" + std::to_string(errorID) + ",\"errorReason\":" + std::to_string(errorReason) + "}");
+  return errand;
 }
 
 /// None of its requests gets as far as to a server.

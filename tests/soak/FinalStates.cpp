@@ -24,7 +24,7 @@ std::size_t place(const char* session) {
   return static_cast<std::uint32_t>(std::strtoll(session, nullptr, 10)) / 16;
 }
 
-bool isFinal(int status) {
+bool isFinal(long status) {
   return status != HTTP_CALL_RECEIVING && status != HTTP_CALL_REDIRECTED;
 }
 
@@ -35,7 +35,8 @@ void note(std::string_view line) {
   } else if (line.starts_with(kReported)) {
     const char* const session = line.data() + kReported.size();
     const std::size_t status = line.find(kStatus, kReported.size());
-    if (status == std::string_view::npos || !isFinal(std::atoi(line.data() + status + kStatus.size()))) {
+    if (status == std::string_view::npos ||
+        !isFinal(std::strtol(line.data() + status + kStatus.size(), nullptr, 10))) {
       return;
     }
     ++(running.test(place(session)) ? reported : surplus);

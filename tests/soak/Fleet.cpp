@@ -123,7 +123,7 @@ void Fleet::make(Pool& pool, const std::string& name) {
   pool.name = name;
   ZEP_HttpPool_Create(name.c_str());
   ZEP_HttpPool_SetPoolProc(name.c_str(), &Fleet::notified);
-  for (int i = 0; i < kTasksOfAPool; ++i) {
+  for (std::size_t i = 0; i < kTasksOfAPool; ++i) {
     const std::string task = "task " + std::to_string(i);
     ZEP_HttpPool_AddTask(name.c_str(), task.c_str());
     pool.places[task] = {.pool = name, .task = task};

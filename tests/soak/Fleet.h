@@ -47,10 +47,10 @@ class Fleet {
   const std::vector<std::string>& faults() const { return faults_; }
 
  private:
-  static constexpr int kPools = 4;
-  static constexpr int kTasksOfAPool = 100;
+  static constexpr std::size_t kPools = 4;
+  static constexpr std::size_t kTasksOfAPool = 100;
   /// So many of each of those that a run begins with.
-  static constexpr int kFirst = 20;
+  static constexpr std::size_t kFirst = 20;
 
   enum class Stage { Resting, Running, Ended, GivenUp };
   struct Place {
@@ -92,12 +92,12 @@ class Fleet {
   void fault(const Place& place, const std::string& what);
 
   Behaviours& behaviours_;
-  std::vector<Pool> pools_{kPools};
+  std::vector<Pool> pools_ = std::vector<Pool>(kPools);
   int generation_ = 0;
   long notifications_ = 0;
   /// Still to be launched of those that a run begins with.
-  int timedOutLeft_ = 0;
-  int withoutThreadLeft_ = 0;
+  std::size_t timedOutLeft_ = 0;
+  std::size_t withoutThreadLeft_ = 0;
   bool isPlain_ = false;
   std::size_t wanted_ = 0;
   std::size_t busy_ = 0;

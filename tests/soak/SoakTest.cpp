@@ -52,7 +52,7 @@ int askedForTrust(const char* request, void*) {
 // --- What the servers have seen. ---
 
 /// How many requests of each number there were.
-std::vector<int> received(std::vector<NginxServer*> servers, std::size_t numbers) {
+std::vector<int> received(const std::vector<NginxServer*>& servers, std::size_t numbers) {
   std::vector<int> counts(numbers);
   for (NginxServer* server : servers) {
     for (const NginxServer::Access& access : server->accesses()) {
@@ -162,7 +162,7 @@ TEST_F(Soak, EveryRequestEndsOnceAndNothingIsLeft) {
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.descriptors, before.descriptors);
   // Of most rare kinds there were some 400; 1 KB of each would show.
-  EXPECT_LT(after.allocated, before.allocated + 48 * 1024);
+  EXPECT_LT(after.allocated, before.allocated + std::size_t{48} * 1024);
   std::cout << fleet.launched() << " requests, " << fleet.givenUp() << " of them given up, "
             << refusedSockets() << " sockets and " << fleet.withoutThread() << " threads refused; allocated "
             << before.allocated << " bytes before, " << after.allocated << " after; descriptors "
