@@ -259,6 +259,13 @@ TEST(JsonText, RefusesWhatIsNoObject) {
   }
 }
 
+TEST(JsonText, MayBeginWithAByteOrderMark) {
+  EXPECT_TRUE(dictionaryFromJsonText("\xEF\xBB\xBF{\"a\":1}"));
+  for (const char* text : {"\xEF{\"a\":1}", "\xEF\xBB{\"a\":1}", "\xEF\xBB\xBF\xEF\xBB\xBF{\"a\":1}"}) {
+    EXPECT_FALSE(dictionaryFromJsonText(text)) << text;
+  }
+}
+
 TEST(JsonText, NestsToADepthAndNoDeeper) {
   const auto nested = [](std::size_t arrays) {
     return "{\"a\":" + std::string(arrays, '[') + std::string(arrays, ']') + "}";
