@@ -80,6 +80,7 @@ Holds& holds() {
 /// Of the file whose reading is held up; 0: there is none.
 std::atomic<ino_t> heldFile = 0;
 std::atomic<bool> textsAreHeld = false;
+std::atomic<bool> areUploadsHeld = false;
 
 // --- Servers. ---
 
@@ -344,12 +345,16 @@ std::string Stations::url(const std::string& station) const {
   if (station == "slot") {
     limitDescriptors();
   }
+  if (station == "upload") {
+    server();
+    areUploadsHeld = true;
+  }
   return server().url("/" + station);
 }
 
 const std::vector<unsigned char>& Stations::body(const std::string& station) {
   static const std::vector<unsigned char> none;
-  // More than the sockets of both sides hold.
+  // More than the sockets of both sides hold, see socket() below.
   static const std::vector<unsigned char> large(1'500'000, 'u');
   return station == "upload" ? large : none;
 }
@@ -409,4 +414,15 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, v
     test::holds().wait("file");
   }
   return original(descriptor, bytes, most);
+}
+
+/// A socket takes megabytes that its peer does not read, unless its buffer is set.
+extern "C" __attribute__((visibility("default"))) int socket(int family, int type, int protocol) {
+  static const auto original = reinterpret_cast<decltype(&socket)>(dlsym(RTLD_NEXT, "socket"));
+  const int descriptor = original(family, type, protocol);
+  if (test::areUploadsHeld && descriptor >= 0) {
+    const int bytes = 16384;
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof(bytes));
+  }
+  return descriptor;
 }

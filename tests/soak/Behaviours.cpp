@@ -106,7 +106,7 @@ std::size_t Behaviours::inAllShares() {
 }
 
 std::vector<std::string> Behaviours::names() {
-  std::vector<std::string> all = {"plain", "timed out", "without a thread"};
+  std::vector<std::string> all = {"plain", "over TLS", "timed out", "without a thread"};
   for (const Share& share : shares()) {
     all.emplace_back(share.name);
   }
@@ -137,7 +137,11 @@ Errand Behaviours::next() {
 }
 
 Errand Behaviours::plain() {
-  return made({.weight = 0, .name = "plain", .make = &Behaviours::text});
+  return made({.weight = 0, .name = "plain", .make = &Behaviours::plainText});
+}
+
+Errand Behaviours::overTls() {
+  return made({.weight = 0, .name = "over TLS", .make = &Behaviours::tlsText});
 }
 
 Errand Behaviours::withoutThread() {
@@ -173,6 +177,14 @@ std::string Behaviours::url(const std::string& target) {
 
 Errand Behaviours::text() {
   return done(url("/text"), "Hello, pool!");
+}
+
+Errand Behaviours::plainText() {
+  return done(plainUrl("/text"), "Hello, pool!");
+}
+
+Errand Behaviours::tlsText() {
+  return done(server_.tlsUrl(numbered("/text")), "Hello, pool!");
 }
 
 Errand Behaviours::utf8() {

@@ -86,8 +86,9 @@ class Behaviours {
   /// Those that a run begins with: they need more time than others, or a process that has nothing to do.
   Errand timedOut();
   Errand withoutThread();
-  /// The plainest one.
+  /// The plainest ones.
   Errand plain();
+  Errand overTls();
 
   /// How many errands one of each kind's share makes; a multiple of it holds all kinds alike.
   static std::size_t inAllShares();
@@ -110,6 +111,8 @@ class Behaviours {
   Errand made(const Share& share);
 
   Errand text();
+  Errand plainText();
+  Errand tlsText();
   Errand utf8();
   Errand latin1();
   Errand compressed();

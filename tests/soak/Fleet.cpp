@@ -57,13 +57,13 @@ Fleet::Fleet(Behaviours& behaviours, std::size_t most) : behaviours_(behaviours)
 bool Fleet::run(std::size_t errands) {
   timedOutLeft_ = kFirst;
   withoutThreadLeft_ = kFirst;
-  isPlain_ = false;
+  only_ = nullptr;
   wanted_ += errands + 2 * kFirst;
   return runAll();
 }
 
-bool Fleet::runOne() {
-  isPlain_ = true;
+bool Fleet::runOne(Maker make) {
+  only_ = make;
   ++wanted_;
   return runAll();
 }
@@ -296,8 +296,8 @@ void Fleet::rest(Place& place) {
 
 /// A thread can only be refused where none is kept from an earlier request, so those come first.
 Errand Fleet::nextErrand() {
-  if (isPlain_) {
-    return behaviours_.plain();
+  if (only_ != nullptr) {
+    return (behaviours_.*only_)();
   }
   if (withoutThreadLeft_ > 0) {
     --withoutThreadLeft_;

@@ -24,8 +24,9 @@ class Fleet {
   /// Runs so many errands of the mixture, after those that a run begins with, in pools of its own, which are gone
   /// afterwards. False when some never end.
   bool run(std::size_t errands);
-  /// The same with one plain errand.
-  bool runOne();
+  using Maker = Errand (Behaviours::*)();
+  /// The same with one errand of that kind.
+  bool runOne(Maker make);
 
   // What has happened so far.
 
@@ -98,7 +99,8 @@ class Fleet {
   /// Still to be launched of those that a run begins with.
   std::size_t timedOutLeft_ = 0;
   std::size_t withoutThreadLeft_ = 0;
-  bool isPlain_ = false;
+  /// Makes the only one; none: the mixture.
+  Maker only_ = nullptr;
   std::size_t wanted_ = 0;
   std::size_t busy_ = 0;
   std::size_t launched_ = 0;

@@ -118,7 +118,7 @@ class Soak : public testing::Test {
   ProcessState atRest(Fleet& fleet) {
     EXPECT_TRUE(areLeft());
     // curl lets go of closed connections when the next request comes, and keeps that one's.
-    EXPECT_TRUE(fleet.runOne());
+    EXPECT_TRUE(fleet.runOne(&Behaviours::plain));
     EXPECT_TRUE(areLeft());
     EXPECT_TRUE(waitUntil([] { return requestThreads() == 0; }, std::chrono::minutes(2)));
     return ProcessState::now();
@@ -137,6 +137,8 @@ TEST_F(Soak, EveryRequestEndsOnceAndNothingIsLeft) {
   const std::size_t all = requests();
   const std::size_t first = all / 4;
   Fleet fleet(behaviours, all + 1000);
+  // OpenSSL finds out about the authority's certificate once, with a lock that the thread sanitizer does not see.
+  ASSERT_TRUE(fleet.runOne(&Behaviours::overTls)) << testing::PrintToString(fleet.faults());
   // Everything that is made once and kept is made in here, and what is kept of the most that ever ran at once.
   ASSERT_TRUE(fleet.run(first)) << testing::PrintToString(fleet.faults());
   const ProcessState before = atRest(fleet);
@@ -162,7 +164,7 @@ TEST_F(Soak, EveryRequestEndsOnceAndNothingIsLeft) {
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.descriptors, before.descriptors);
   // Of most rare kinds there were some 400; 1 KB of each would show.
-  EXPECT_LT(after.allocated, before.allocated + std::size_t{48} * 1024);
+  EXPECT_LT(after.allocated, before.allocated + std::size_t{128} * 1024);
   std::cout << fleet.launched() << " requests, " << fleet.givenUp() << " of them given up, "
             << refusedSockets() << " sockets and " << fleet.withoutThread() << " threads refused; allocated "
             << before.allocated << " bytes before, " << after.allocated << " after; descriptors "
