@@ -49,10 +49,17 @@ std::string printable(const ASN1_STRING* string) {
   if (length < 0) {
     return {};
   }
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
   std::string text;
   for (int i = 0; i < length; ++i) {
-    const bool isControl = utf8[i] < 0x20 || utf8[i] == 0x7F;
-    text += isControl ? std::string("\xEF\xBF\xBD") : std::string(1, static_cast<char>(utf8[i]));
+    if (utf8[i] < 0x20 || utf8[i] == 0x7F) {
+      text += kReplacement;
+    } else if (utf8[i] == 0xC2 && i + 1 < length && utf8[i + 1] < 0xA0) {
+      text += kReplacement;  // U+0080 to U+009F
+      ++i;
+    } else {
+      text += static_cast<char>(utf8[i]);
+    }
   }
   OPENSSL_free(utf8);
   return text;
