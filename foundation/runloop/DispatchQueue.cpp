@@ -6,7 +6,7 @@
 
 #include <condition_variable>
 #include <cstdlib>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -92,7 +92,7 @@ class WorkerQueue final : public DispatchQueue {
   /// may be locked for ever, so the list is begun anew without releasing them.
   void forgetInChild() {
     threads_ = servedQueue == this ? 1 : 0;
-    new (&blocks_) std::deque<std::function<void()>>;
+    new (&blocks_) std::list<std::function<void()>>;
   }
 
  private:
@@ -141,7 +141,7 @@ class WorkerQueue final : public DispatchQueue {
   /// The one that the calling thread serves.
   static thread_local const WorkerQueue* servedQueue;
 
-  std::deque<std::function<void()>> blocks_;
+  std::list<std::function<void()>> blocks_;
   int threads_ = 0;
 };
 
@@ -191,7 +191,7 @@ class MainQueue final : public DispatchQueue {
 
   /// In the child of a fork, under the lock: nobody waits any more. As for the worker queues nothing is released.
   void forgetInChild() {
-    new (&blocks_) std::deque<std::function<void()>>;
+    new (&blocks_) std::list<std::function<void()>>;
     new (&awaited_) std::set<std::shared_ptr<AwaitedBlock>>;
     if (runner_ != std::this_thread::get_id()) {
       runner_ = {};
@@ -236,7 +236,7 @@ class MainQueue final : public DispatchQueue {
   }
 
   std::mutex mutex_;
-  std::deque<std::function<void()>> blocks_;
+  std::list<std::function<void()>> blocks_;
   /// The thread that runs a block now.
   std::thread::id runner_;
   std::set<std::shared_ptr<AwaitedBlock>> awaited_;

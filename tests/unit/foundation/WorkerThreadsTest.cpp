@@ -9,7 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -20,7 +20,6 @@
 
 #include "foundation/runloop/DispatchQueue.h"
 #include "foundation/runloop/WorkerThreads.h"
-#include "tests/support/Files.h"
 #include "tests/support/ThreadRefusal.h"
 #include "tests/support/WaitUntil.h"
 
@@ -42,9 +41,9 @@ std::string ownName() {
 
 /// What the kernel calls the thread, empty when it is gone.
 std::string nameOf(pid_t thread) {
-  const std::string file = "/proc/self/task/" + std::to_string(thread) + "/comm";
-  std::error_code none;
-  return std::filesystem::exists(file, none) ? test::readFile(file) : std::string();
+  std::string name;
+  std::getline(std::ifstream("/proc/self/task/" + std::to_string(thread) + "/comm"), name);
+  return name;
 }
 
 /// Runs a block that tells its thread's number, and waits until the thread is parked again.
@@ -86,7 +85,7 @@ TEST(WorkerThreads, ABlockRunsOnAThreadOfItsName) {
 TEST(WorkerThreads, AParkedThreadIsCalledSoUntilItIsUsedAgain) {
   WorkerThreads threads(kLong);
   const pid_t thread = threadThatRuns(threads);
-  EXPECT_EQ(nameOf(thread), "zep.parked\n");
+  EXPECT_EQ(nameOf(thread), "zep.parked");
   std::promise<std::string> name;
   ASSERT_EQ(threads.run("another.name", [&] { name.set_value(ownName()); }), 0);
   EXPECT_EQ(name.get_future().get(), "another.name");
