@@ -34,7 +34,7 @@ std::atomic<bool> hasTouched = false;
 
 /// What the libraries would call. Notes the calls of a child.
 template <typename Function>
-Function real(Function& known, const char* name) {
+Function real(std::atomic<Function>& known, const char* name) {
   if (isChild) {
     hasTouched = true;
   }
@@ -58,28 +58,28 @@ Function real(Function& known, const char* name) {
 extern "C" {
 
 __attribute__((visibility("default"))) int eventfd_write(int descriptor, eventfd_t value) {
-  static int (*call)(int, eventfd_t) = nullptr;
+  static std::atomic<int (*)(int, eventfd_t)> call = nullptr;
   return real(call, __func__)(descriptor, value);
 }
 
 __attribute__((visibility("default"))) int epoll_ctl(int epoll, int operation, int descriptor,
                                                      epoll_event* event) noexcept {
-  static int (*call)(int, int, int, epoll_event*) = nullptr;
+  static std::atomic<int (*)(int, int, int, epoll_event*)> call = nullptr;
   return real(call, __func__)(epoll, operation, descriptor, event);
 }
 
 __attribute__((visibility("default"))) int epoll_wait(int epoll, epoll_event* events, int most, int timeout) {
-  static int (*call)(int, epoll_event*, int, int) = nullptr;
+  static std::atomic<int (*)(int, epoll_event*, int, int)> call = nullptr;
   return real(call, __func__)(epoll, events, most, timeout);
 }
 
 __attribute__((visibility("default"))) ssize_t send(int socket, const void* bytes, size_t size, int flags) {
-  static ssize_t (*call)(int, const void*, size_t, int) = nullptr;
+  static std::atomic<ssize_t (*)(int, const void*, size_t, int)> call = nullptr;
   return real(call, __func__)(socket, bytes, size, flags);
 }
 
 __attribute__((visibility("default"))) ssize_t recv(int socket, void* bytes, size_t size, int flags) {
-  static ssize_t (*call)(int, void*, size_t, int) = nullptr;
+  static std::atomic<ssize_t (*)(int, void*, size_t, int)> call = nullptr;
   return real(call, __func__)(socket, bytes, size, flags);
 }
 }
