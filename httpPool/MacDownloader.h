@@ -204,8 +204,8 @@ class MacDownloader : public foundation::URLConnectionDelegate,
   std::atomic<int> m_newReceivedDataLength = 0;
   std::atomic<HTTP_CALL_STATUS> m_urlDownloadState = HTTP_CALL_PENDING;
 
-  /// The private thread's. While it turns its loop, changes of state wait here for the end of the turn; a final
-  /// one for the end of the thread's work.
+  /// The private thread's; the base thread's while there is none. While the private thread turns its loop, changes of
+  /// state wait here for the end of the turn; a final one for the end of the thread's work.
   bool m_bTurning = false;
   std::vector<HandOver> m_handOvers;
   /// What the host has answered last.

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <future>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -102,6 +104,52 @@ TEST(DownloaderThreadTest, MayBeStartedAgainWhenAFailureIsToldOf) {
   ASSERT_TRUE(turnUntil([&] { return engine.states.size() == 3; }));
   turnOnce();
   EXPECT_THAT(engine.states, ElementsAre(HTTP_CALL_FAILED, HTTP_CALL_FAILED, HTTP_CALL_FAILED));
+  EXPECT_FALSE(downloader->IsStarted());
+}
+
+/// Has no memory for its connection's failure.
+struct PoorDownloader : MacDownloader {
+  using MacDownloader::MacDownloader;
+  ~PoorDownloader() override { Stop(); }
+
+  void connectionDidFailWithError(foundation::URLConnection& /*connection*/,
+                                  const foundation::Error& /*error*/) override {
+    throw std::bad_alloc();
+  }
+};
+
+/// Keeps every parked thread busy until it is destroyed.
+class TakenThreads {
+ public:
+  TakenThreads() {
+    auto& all = foundation::WorkerThreads::shared();
+    EXPECT_TRUE(turnUntil([&] { return all.parkedCount() == all.count(); }));
+    const std::shared_future<void> end = end_.get_future().share();
+    while (all.parkedCount() > 0) {
+      EXPECT_EQ(all.run("taken", [end] { end.wait(); }), 0);
+    }
+  }
+
+ private:
+  std::promise<void> end_;
+};
+
+TEST(DownloaderThreadTest, EndsWithoutAThreadAfterItHadNoMemory) {
+  FakeEngine engine;
+  const auto downloader = std::make_shared<PoorDownloader>(requestFor("unknown:load"));
+  downloader->SetDownloadEngine(&engine);
+  downloader->Start();
+  ASSERT_TRUE(turnUntil([&] { return !engine.states.empty(); }));
+  EXPECT_EQ(downloader->errorCode(), 6);
+
+  const TakenThreads taken;
+  {
+    const test::ThreadRefusal refusal(EAGAIN);
+    downloader->Start();
+    EXPECT_GT(test::ThreadRefusal::count(), 0);
+  }
+  EXPECT_TRUE(turnUntil([&] { return engine.states.size() == 2; }));
+  EXPECT_THAT(engine.states, ElementsAre(HTTP_CALL_FAILED, HTTP_CALL_FAILED));
   EXPECT_FALSE(downloader->IsStarted());
 }
 
