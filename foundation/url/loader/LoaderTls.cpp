@@ -130,15 +130,18 @@ struct HandshakeCallbacks {
     if (handshake.chain_.front() == handshake.client_->pinnedLeaf()) {
       return true;
     }
-    if (ASYNC_get_current_job() == nullptr) {
+    if (ASYNC_get_current_job() == nullptr || !handshake.client_->mayBeAsked()) {
       return false;  // nobody could be waited for
     }
     handshake.client_->handshakeSuspended(handshake.shared_from_this());
+    handshake.isSuspended_ = true;
     while (handshake.verdict_ == Handshake::Verdict::None) {
       if (ASYNC_pause_job() != 1) {
+        handshake.isSuspended_ = false;
         return false;
       }
     }
+    handshake.isSuspended_ = false;
     return handshake.verdict_ == Handshake::Verdict::Trusted;
   }
 };

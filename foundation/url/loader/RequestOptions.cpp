@@ -24,6 +24,7 @@ bool applyTransport(CURL* easy, const RequestOptions& options) {
   return set(CURLOPT_URL, textWithoutUserInfo(*options.request.url()).c_str()) &&
          set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_HTTP_VERSION, version) &&
          set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_BUFFERSIZE, kReceiveBytes) &&
+         set(CURLOPT_FRESH_CONNECT, options.needsNewConnection ? 1L : 0L) &&
          set(CURLOPT_CONNECTTIMEOUT_MS, kNoConnectLimitMs) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
          (!options.proxy || set(CURLOPT_PROXY, options.proxy->c_str())) &&
          configureTls(easy, options.handshakeClient, options.isolation);

@@ -22,6 +22,7 @@ struct RequestOptions {
   HandshakeClient& handshakeClient;
   /// LoaderTls.h.
   const std::string& isolation;
+  bool needsNewConnection;
 };
 
 /// Sets the options on a new handle. The request and `headers`, which receives the header fields, must outlive

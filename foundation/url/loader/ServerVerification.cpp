@@ -17,6 +17,7 @@ void ServerVerification::redirected(const URL& url) {
 }
 
 void ServerVerification::beginRequest() {
+  handshake_.reset();
   if (isolation_.empty() && (!pinnedLeaf_.empty() || loader_.isDoubtful(url_))) {
     isolation_ = "connections of load " + std::to_string(load_);
   }
@@ -46,8 +47,11 @@ ServerVerification::Step ServerVerification::trusted(ServerTrust trust) {
   return Step::GoOn;
 }
 
-void ServerVerification::answer(Handshake::Verdict verdict) {
-  std::exchange(handshake_, nullptr)->answer(verdict);
+void ServerVerification::dismiss() noexcept {
+  isDismissed_ = true;
+  if (isHandshakeSuspended()) {
+    answer(Handshake::Verdict::Refused);
+  }
 }
 
 }  // namespace foundation

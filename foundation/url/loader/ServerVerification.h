@@ -27,14 +27,18 @@ class ServerVerification final : public HandshakeClient {
   /// A request is about to be sent.
   void beginRequest();
 
-  /// A handshake stands still until answer().
-  bool isAsking() const { return handshake_ != nullptr; }
+  /// A handshake stands still, and its memory is lost when its request is removed before it has gone on.
+  bool isHandshakeSuspended() const { return handshake_ != nullptr && handshake_->isSuspended(); }
+  /// It stands still until answer().
+  bool isAsking() const { return isHandshakeSuspended() && !handshake_->isAnswered(); }
   /// What is to be judged.
   ProtectionSpace question() const;
   /// Somebody relies on the server.
   Step trusted(ServerTrust trust);
   /// The handshake goes on when curl next drives it.
-  void answer(Handshake::Verdict verdict);
+  void answer(Handshake::Verdict verdict) { handshake_->answer(verdict); }
+  /// Nobody is asked any more: a handshake that stands still is refused when it goes on, and so is one that gets that far.
+  void dismiss() noexcept;
 
   /// LoaderTls.h; not empty: connections are this load's own.
   const std::string& isolation() const { return isolation_; }
@@ -42,12 +46,15 @@ class ServerVerification final : public HandshakeClient {
  private:
   void handshakeSuspended(const std::shared_ptr<Handshake>& handshake) override;
   void ranOutOfMemory() noexcept override { loader_.starve(load_); }
+  bool mayBeAsked() const override { return !isDismissed_; }
   const std::string& pinnedLeaf() const override { return pinnedLeaf_; }
 
   Loader& loader_;
   const Loader::LoadId load_;
   URL url_;
+  /// The last one that stood still.
   std::shared_ptr<Handshake> handshake_;
+  bool isDismissed_ = false;
   /// The server's certificate that was accepted in spite of its evaluation.
   std::string pinnedLeaf_;
   std::string isolation_;

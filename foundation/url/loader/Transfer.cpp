@@ -2,11 +2,20 @@
 
 #include <utility>
 
+#include "foundation/base/Trace.h"
 #include "foundation/url/loader/ErrorTable.h"
 #include "foundation/url/loader/FailedLookUp.h"
 #include "foundation/url/loader/Redirect.h"
 
 namespace foundation {
+namespace {
+
+bool isIdempotent(std::string_view method) {
+  return method == "GET" || method == "HEAD" || method == "PUT" || method == "DELETE" ||
+         method == "OPTIONS" || method == "TRACE";
+}
+
+}  // namespace
 
 Transfer::Transfer(Loader& loader, Loader::LoadId id, URLRequest request,
                    std::shared_ptr<TransferClient> client)
@@ -51,7 +60,8 @@ void Transfer::perform() {
                      .authorization = authentication_.authorization(),
                      .share = loader_.cookies().share(),
                      .handshakeClient = server_,
-                     .isolation = server_.isolation()})) {
+                     .isolation = server_.isolation(),
+                     .needsNewConnection = needsNewConnection_})) {
     fail(URLErrorCode::Unknown, "the request cannot be set up");
     return;
   }
@@ -234,6 +244,7 @@ void Transfer::drained() {
 
 void Transfer::follow() {
   ++redirects_;
+  needsNewConnection_ = false;
   request_ = *std::exchange(next_, std::nullopt);
   if (!request_.url() || !request_.url()->isHTTP()) {
     fail(URLErrorCode::RedirectToNonExistentLocation, "the target of a redirect is no http or https URL");
@@ -318,6 +329,7 @@ void Transfer::starve() noexcept {
 
 void Transfer::giveUp() noexcept {
   if (wire_ && wire_->isRunning()) {
+    server_.dismiss();
     wire_->forbidReuse();
     wire_->remove();
     if (phase_ == Phase::Silenced) {
@@ -336,6 +348,16 @@ void Transfer::failFrom(CURLcode result) {
   if (refusal_) {
     client_->failed(*refusal_);
     end();
+    return;
+  }
+  if (result == CURLE_HTTP2) {
+    // Also when the memory for a frame was missing, and then nothing can be sent on that connection any more.
+    loader_.distrustConnections();
+  }
+  if (isWorthSendingAgain(result)) {
+    trace(TraceLevel::Info, "a kept connection was gone; the request is sent again on a new one");
+    needsNewConnection_ = true;  // where this cannot happen a second time
+    resend();
     return;
   }
   if (wire_->isOutOfDescriptors() && loader_.requeue(*this)) {
@@ -358,11 +380,26 @@ void Transfer::failFrom(CURLcode result) {
   failAs(result);
 }
 
-void Transfer::failAs(CURLcode result) {
-  if (result == CURLE_HTTP2) {
-    // Also when the memory for a frame was missing, and then nothing can be sent on that connection any more.
-    loader_.distrustConnections();
+/// The server has closed a kept connection while, or before, the request went out on it, and nothing of an answer has come.
+/// What the server may have acted on is sent again only where twice is as good as once (RFC 9110 §9.2.2).
+bool Transfer::isWorthSendingAgain(CURLcode result) const {
+  if (phase_ != Phase::AwaitingHead || wire_->isAnswered() || !wire_->wasOnKeptConnection()) {
+    return false;
   }
+  switch (result) {
+    case CURLE_SEND_ERROR:
+    case CURLE_HTTP2:  // the server takes no more requests on it
+      return true;
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+      return isIdempotent(request_.HTTPMethod());
+    default:
+      return false;
+  }
+}
+
+void Transfer::failAs(CURLcode result) {
   const long osError = wire_->osError();
   const std::string message = wire_->message();
   const TransferStage stage = wire_->mayBeResolving()   ? TransferStage::Connecting
@@ -385,14 +422,15 @@ void Transfer::diagnoseLookUp() {
 /// itself.
 void Transfer::leave() {
   loader_.clearDeadline(*this);
+  server_.dismiss();
   const bool isRunning = wire_ && wire_->isRunning();
-  if (!isRunning || !(server_.isAsking() || wire_->mayBeResolving())) {
+  if (!isRunning || !(server_.isHandshakeSuspended() || wire_->mayBeResolving())) {
     end();
     return;
   }
   phase_ = Phase::Silenced;
   wire_->silence();
-  if (server_.isAsking()) {
+  if (server_.isHandshakeSuspended()) {
     goOnWithHandshake(Handshake::Verdict::Refused);
   }
 }

@@ -98,6 +98,7 @@ class Transfer final : private WireRequestClient {
 
   void fail(URLErrorCode code, const std::string& detail);
   void failFrom(CURLcode result);
+  bool isWorthSendingAgain(CURLcode result) const;
   void failAs(CURLcode result);
   void diagnoseLookUp();
   void leave();
@@ -125,6 +126,8 @@ class Transfer final : private WireRequestClient {
   ServerVerification server_;
   ProxyChoice proxy_;
   int redirects_ = 0;
+  /// A kept one was gone.
+  bool needsNewConnection_ = false;
 
   // Of the current request, from perform() on.
 

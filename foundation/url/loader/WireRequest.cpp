@@ -34,7 +34,16 @@ bool WireRequest::start(const RequestOptions& options) {
 
 void WireRequest::remove() {
   if (std::exchange(isRunning_, false)) {
+    dropHeld();
     curl_multi_remove_handle(multi_, easy_.get());
+  }
+}
+
+/// Else curl (7.88) loses the memory of what it holds when there are other requests on the connection.
+void WireRequest::dropHeld() {
+  if (isHeld_) {
+    silence();
+    release();
   }
 }
 
@@ -50,6 +59,12 @@ bool WireRequest::resumeHandshake() {
 
 void WireRequest::forbidReuse() {
   curl_easy_setopt(easy_.get(), CURLOPT_FORBID_REUSE, 1L);
+}
+
+bool WireRequest::wasOnKeptConnection() const {
+  long made = 1;
+  curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &made);
+  return made == 0;
 }
 
 long WireRequest::osError() const {
@@ -91,6 +106,7 @@ bool WireRequest::installCallbacks() {
 }
 
 bool WireRequest::takeHeaderLine(std::string_view line) noexcept {
+  isAnswered_ = true;
   try {
     return !isSilenced_ && client_.takeHeaderLine(line);
   } catch (const std::bad_alloc&) {

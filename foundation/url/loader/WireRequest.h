@@ -64,6 +64,10 @@ class WireRequest {
   bool mayBeResolving() const { return mayBeResolving_; }
   /// It failed because the process had no descriptor left.
   bool isOutOfDescriptors() const { return isOutOfDescriptors_; }
+  /// Something of an answer has come.
+  bool isAnswered() const { return isAnswered_; }
+  /// It needed no new connection.
+  bool wasOnKeptConnection() const;
   /// errno of the connect, or 0.
   long osError() const;
   /// curl's own words; empty when it has none.
@@ -71,6 +75,7 @@ class WireRequest {
 
  private:
   bool installCallbacks();
+  void dropHeld();
   bool takeHeaderLine(std::string_view line) noexcept;
   int openSocket(const curl_sockaddr& address);
   int connected();
@@ -88,6 +93,7 @@ class WireRequest {
   bool isOutOfDescriptors_ = false;
   bool isSilenced_ = false;
   bool isHeld_ = false;
+  bool isAnswered_ = false;
   bool isConnected_ = false;
   std::size_t reportsUnconnected_ = 0;
   curl_off_t progress_ = 0;
