@@ -62,8 +62,7 @@ class Behaviours {
 
   /// What the servers must have beside their standard set. Connections at rest are closed soon, so that a test can see
   /// all of them go.
-  static constexpr const char* kLocations = R"(
-    keepalive_timeout 2s;
+  static constexpr const char* kLocations = "keepalive_timeout " SOAK_KEPT R"(;
     location = /basic { content_by_lua_block {
       ngx.req.read_body()
       if ngx.var.http_authorization == "Basic " .. ngx.encode_base64("somebody:soaked") then
