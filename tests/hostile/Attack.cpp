@@ -69,17 +69,23 @@ void expectNobodyHeldUp(const std::vector<Attack>& floods, const std::string& or
   std::vector<std::unique_ptr<RawServer>> servers;
   HostPool flooded("flooded");
   HostPool pool;
+  // OpenSSL finds out about the authority's certificate once, with a lock that the thread sanitizer does not see.
+  service(pool);
   for (const Attack& flood : floods) {
     servers.push_back(std::make_unique<RawServer>(flood.script));
     flooded.add(flood.name, {.url = origin + ":" + std::to_string(servers.back()->port()) + "/"});
     flooded.launch(flood.name);
   }
   const auto expectFlowing = [&] {
+    constexpr std::size_t kFlow = 1 << 16;
+    std::vector<std::size_t> enough;
     for (const Attack& flood : floods) {
-      constexpr std::size_t kFlow = 1 << 16;
-      const std::size_t before = *flood.sent;
-      EXPECT_TRUE(turnUntil([&] { return *flood.sent > before + kFlow; })) << flood.name << " stands still";
-      EXPECT_EQ(flooded.status(flood.name), ZEP_HTTP_TASK_REQUESTING) << flood.name;
+      enough.push_back(*flood.sent + kFlow);
+    }
+    for (std::size_t i = 0; i < floods.size(); ++i) {
+      EXPECT_TRUE(turnUntil([&] { return *floods[i].sent > enough[i]; }))
+          << floods[i].name << " stands still";
+      EXPECT_EQ(flooded.status(floods[i].name), ZEP_HTTP_TASK_REQUESTING) << floods[i].name;
     }
   };
   expectFlowing();
