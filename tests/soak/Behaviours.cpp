@@ -62,7 +62,7 @@ Behaviours::Behaviours(const Servers& servers, std::string folder)
 
 const std::vector<Behaviours::Share>& Behaviours::shares() {
   static const std::vector<Share> all = {
-      {252, "text", &Behaviours::text},
+      {192, "text", &Behaviours::text},
       {50, "utf8", &Behaviours::utf8},
       {50, "latin1", &Behaviours::latin1},
       {50, "compressed", &Behaviours::compressed},
@@ -92,7 +92,8 @@ const std::vector<Behaviours::Share>& Behaviours::shares() {
       {5, "untrusted, refused", &Behaviours::untrustedRefused},
       {5, "untrusted, unasked", &Behaviours::untrustedUnasked},
       {10, "proxied", &Behaviours::proxied},
-      {10, "tunnelled", &Behaviours::tunnelled},
+      {60, "tunnelled", &Behaviours::tunnelled},
+      {10, "tunnelled, unasked", &Behaviours::tunnelledUnasked},
       {5, "tunnel refused", &Behaviours::tunnelRefused},
       {5, "tunnel locked", &Behaviours::tunnelLocked},
       {5, "unknown host", &Behaviours::unknownHost},
@@ -370,6 +371,10 @@ Errand Behaviours::proxied() {
 }
 
 Errand Behaviours::tunnelled() {
+  return done(server_.tlsUrl(numbered("/text"), kProxied), "Hello, pool!");
+}
+
+Errand Behaviours::tunnelledUnasked() {
   Errand errand = done(untrusted_.tlsUrl(numbered("/text"), kProxied), "Hello, pool!");
   errand.properties.back().second = R"({"HttpMethonGet":"1","Adjacency":"1"})";
   return errand;

@@ -54,8 +54,9 @@ class Behaviours {
   /// `folder`: for files. The servers must outlive it.
   Behaviours(const Servers& servers, std::string folder);
 
-  /// Leads through a proxy: the trusted server itself, or for https the tunnel to the other one.
+  /// Leads through a proxy: the trusted server itself, or for https the tunnel to either.
   static constexpr const char* kProxied = "proxied.test";
+  static constexpr const char* kServersNames = "DNS:localhost,IP:127.0.0.1,DNS:proxied.test";
   static constexpr const char* kUser = "somebody";
   static constexpr const char* kPassword = "soaked";
   static constexpr const char* kAcceptedHost = "127.0.0.1";
@@ -142,6 +143,7 @@ class Behaviours {
   Errand untrustedUnasked();
   Errand proxied();
   Errand tunnelled();
+  Errand tunnelledUnasked();
   Errand tunnelRefused();
   Errand tunnelLocked();
   Errand unknownHost();

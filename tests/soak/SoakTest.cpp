@@ -128,7 +128,9 @@ class Soak : public testing::Test {
   TunnelProxy tunnel;
   CertificateAuthority authority;
   TemporaryFolder folder;
-  NginxServer server{{.certificate = authority.good(), .extraLocations = Behaviours::kLocations}};
+  NginxServer server{
+      {.certificate = authority.issue({.name = "soak", .alternativeNames = Behaviours::kServersNames}),
+       .extraLocations = Behaviours::kLocations}};
   NginxServer untrusted{{.certificate = authority.selfSigned(), .extraLocations = Behaviours::kLocations}};
   Behaviours behaviours{{.trusted = server, .untrusted = untrusted}, folder.path()};
 };

@@ -388,7 +388,8 @@ bool Transfer::isWorthSendingAgain(CURLcode result) const {
   }
   switch (result) {
     case CURLE_SEND_ERROR:
-    case CURLE_HTTP2:  // the server takes no more requests on it
+    case CURLE_FAILED_INIT:  // a connection that curl (7.88) could not make and has kept all the same
+    case CURLE_HTTP2:        // the server takes no more requests on it
       return true;
     case CURLE_RECV_ERROR:
     case CURLE_GOT_NOTHING:
