@@ -2,6 +2,8 @@
 
 #include <sched.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <stdexcept>
 
@@ -85,6 +87,12 @@ void PacketFilter::run(const std::string& commands) {
   if (pclose(program) != 0) {
     throw std::runtime_error("nft refuses: " + commands);
   }
+}
+
+const char* nameOf(PacketFilter::Verdict verdict) {
+  constexpr std::array kNames = {"Lost",           "Reset",          "Prohibited", "HostUnreachable",
+                                 "NetUnreachable", "PortUnreachable"};
+  return kNames.at(static_cast<std::size_t>(verdict));
 }
 
 }  // namespace test

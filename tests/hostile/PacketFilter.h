@@ -1,8 +1,8 @@
 #pragma once
 
-// The packet filter, nftables, of a network namespace of the test's own. The machine's filter is out of its reach: making
-// the object moves the calling thread, which must still be the process's only one, into the namespace, in which there is
-// nothing but the loopback interface. From then on it may be used by any thread.
+// The packet filter, nftables, of a network namespace of the test's own. The machine's filter is out of its reach:
+// making the object moves the calling thread, which must still be the process's only one, into the namespace, in which
+// there is nothing but the loopback interface. From then on it may be used by any thread.
 
 #include <mutex>
 #include <string>
@@ -21,8 +21,8 @@ class PacketFilter {
     PortUnreachable,  ///< nobody at that port
   };
 
-  /// `kinds`: other namespaces to be entered along with it, of clone(2). Throws std::runtime_error where the system does
-  /// not allow that.
+  /// `kinds`: other namespaces to be entered along with it, of clone(2). Throws std::runtime_error where the system
+  /// does not allow that.
   explicit PacketFilter(int kinds = 0);
   PacketFilter(const PacketFilter&) = delete;
   PacketFilter& operator=(const PacketFilter&) = delete;
@@ -39,5 +39,8 @@ class PacketFilter {
 
   std::mutex mutex_;
 };
+
+/// As the verdict is spelt.
+const char* nameOf(PacketFilter::Verdict verdict);
 
 }  // namespace test
