@@ -11,22 +11,19 @@
 // Exit status: 0, or 2 when the library or a command is not there.
 
 #include <dlfcn.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <deque>
 #include <string>
 
 #include "httpPool/ZEP_HttpPool.h"
+#include "tests/support/MonotonicClock.h"
 
 namespace {
 
-std::atomic<long> secondsAhead{0};
-
+long secondsAhead = 0;
 void* library = nullptr;
 // Never destroyed: read while the process exits.
 std::deque<std::string>& words = *new std::deque<std::string>;
@@ -76,6 +73,7 @@ void waitFor(const std::string& file) {
 void obey(const std::string& command) {
   if (command == "ahead") {
     secondsAhead += std::stol(next());
+    test::setClockAhead(secondsAhead);
     return;
   }
   if (command == "wait") {
@@ -118,16 +116,6 @@ void obeyTheRest() {
 }
 
 }  // namespace
-
-// In place of the C library's, for the libraries, too.
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
-                                                                    timespec* time) noexcept {
-  const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-  if (result == 0 && clock == CLOCK_MONOTONIC) {
-    time->tv_sec += secondsAhead;
-  }
-  return result;
-}
 
 int main(int argc, char** argv) {
   words.assign(argv + 1, argv + argc);

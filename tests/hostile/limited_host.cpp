@@ -1,32 +1,28 @@
-// A host whose files must not grow beyond a limit, which is lifted later. It is traced, its report is switched on, and its
-// monitor by the settings that it finds.
+// A host whose files must not grow beyond a limit, which is lifted later. It is traced, its report is switched on, and
+// its monitor by the settings that it finds.
 //
 //   limited_host URL BYTES FOLDER
 //
-// Under the limit, and again without it: runs a task for the URL and a download of it into the folder ("limited", "after"),
-// and asks for the status of two tasks that are too old, of a short and of a long name. Prints at the end how each task
-// ended, and whether the signal of the limit is waiting. Exit status: 0, or 2 when it is used wrongly.
+// Under the limit, and again without it: runs a task for the URL and a download of it into the folder ("limited",
+// "after"), and asks for the status of two tasks that are too old, of a short and of a long name. Prints at the end how
+// each task ended, and whether the signal of the limit is waiting. Exit status: 0, or 2 when it is used wrongly.
 
 #include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 
 #include "foundation/ZEP_Foundation.h"
 #include "httpPool/ZEP_HttpPool.h"
+#include "tests/support/MonotonicClock.h"
 
 namespace {
 
 constexpr const char* kPool = "p";
-constexpr time_t kOld = 301;
+constexpr long kOld = 301;
 
-std::atomic<time_t> secondsAhead = 0;
 std::string printed;
 
 void limitFiles(rlim_t bytes) {
@@ -45,10 +41,10 @@ std::string oldTask(const std::string& phase, bool isLong) {
 
 /// While no request is running: nothing else sees the clock.
 void askForOldTask(const std::string& task) {
-  secondsAhead = kOld;
+  test::setClockAhead(kOld);
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_UNINITIALIZED;
   ZEP_HttpPool_GetTaskStatus(kPool, task.c_str(), &status);
-  secondsAhead = 0;
+  test::setClockAhead(0);
 }
 
 void run(const std::string& task, const char* url, const std::string& file) {
@@ -85,16 +81,6 @@ bool isWaiting(int signal) {
 }
 
 }  // namespace
-
-// In place of the C library's, for the libraries, too.
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
-                                                                    timespec* time) noexcept {
-  const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-  if (result == 0 && clock == CLOCK_MONOTONIC) {
-    time->tv_sec += secondsAhead;
-  }
-  return result;
-}
 
 int main(int argc, char** argv) {
   if (argc != 4 || std::signal(SIGXFSZ, SIG_DFL) == SIG_ERR) {
