@@ -15,13 +15,14 @@ constexpr std::string_view kLaunched = "CHttpCallMacImpl::StartDownload, Session
 constexpr std::string_view kReported = "NotifyHttpCallStatus, sessionID: ";
 constexpr std::string_view kStatus = "status";
 
-/// Of the sessions that run. A session is the lower half of the address of an object, which is a multiple of 16.
+/// Which calls are running, by the number that is traced of each, its SessionID: the lower half of the call's address,
+/// which is a multiple of 16.
 std::bitset<(std::uint64_t{1} << 28)> running;
 std::size_t reported = 0;
 std::size_t surplus = 0;
 
-std::size_t place(const char* session) {
-  return static_cast<std::uint32_t>(std::strtoll(session, nullptr, 10)) / 16;
+std::size_t place(const char* number) {
+  return static_cast<std::uint32_t>(std::strtoll(number, nullptr, 10)) / 16;
 }
 
 bool isFinal(long status) {
@@ -33,14 +34,14 @@ void note(std::string_view line) {
   if (line.starts_with(kLaunched)) {
     running.set(place(line.data() + kLaunched.size()));
   } else if (line.starts_with(kReported)) {
-    const char* const session = line.data() + kReported.size();
+    const char* const number = line.data() + kReported.size();
     const std::size_t status = line.find(kStatus, kReported.size());
     if (status == std::string_view::npos ||
         !isFinal(std::strtol(line.data() + status + kStatus.size(), nullptr, 10))) {
       return;
     }
-    ++(running.test(place(session)) ? reported : surplus);
-    running.reset(place(session));
+    ++(running.test(place(number)) ? reported : surplus);
+    running.reset(place(number));
   }
 }
 
