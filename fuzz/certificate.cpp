@@ -1,5 +1,5 @@
-// What a server shows of itself: the first line of the input is a host's name, the rest its certificate; and the same bytes
-// as a text, as a body or a panel may hold it.
+// What a server shows of itself: the first line of the input is a host's name, the rest its certificate; and the same
+// bytes as a text, as a body or a panel may hold it.
 
 #include "foundation/security/Certificate.h"
 

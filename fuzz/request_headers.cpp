@@ -116,8 +116,8 @@ Dictionary parsed(const std::string& json) {
   return call.ParseHeaders();
 }
 
-/// The other reader of JSON texts refuses what is not UTF-8 and skips a byte order mark, with which nothing is an object to
-/// this one; apart from that both read the same.
+/// The other reader of JSON texts refuses what is not UTF-8 and skips a byte order mark, with which nothing is an
+/// object to this one; apart from that both read the same.
 void checkReading(const std::string& json, const Dictionary& fields) {
   if (json.starts_with("\xEF\xBB\xBF")) {
     require(fields.size() == 0);

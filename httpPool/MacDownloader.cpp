@@ -309,8 +309,8 @@ void MacDownloader::SetDownloadState(HTTP_CALL_STATUS state) {
   OnDownloadStateChanged();
 }
 
-/// The changes of a turn are handed over at its end: the base thread, which looks at the latest state, might have to wait
-/// for the thread otherwise.
+/// The changes of a turn are handed over at its end: the base thread, which looks at the latest state, might have to
+/// wait for the thread otherwise.
 void MacDownloader::OnDownloadStateChanged() {
   // Nobody holds a downloader that is being destroyed: there is nothing to hand over any more.
   auto self = weak_from_this().lock();

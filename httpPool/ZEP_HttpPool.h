@@ -16,8 +16,8 @@
  * - FORKS: the process may fork(2) at any moment; its requests go on. A child that the calling thread has forked may
  *   call every function, too, and exit. The tasks that were running are the parent's: in the child they stay as they
  *   are until they are reset or removed there. What the child launches over http or https fails with errorID 6 if the
- *   process had a request before the fork. So a host that becomes a daemon, or gives its requests to child processes, forks
- *   first.
+ *   process had a request before the fork. So a host that becomes a daemon, or gives its requests to child processes,
+ *   forks first.
  * - MEMORY: a call that finds none does nothing, or only a part, and returns 0.
  *
  * The order of calls: Create, SetPoolProc, AddTask, SetTaskProperty ..., TaskRun; then at every notification

@@ -17,8 +17,8 @@ namespace {
 using rapidjson::SizeType;
 
 // The default grammar, without recursion: a text of nothing but brackets must not use up the stack. Numbers come as
-// texts: the reader's own conversion may change the last bit of a double, and its exact one is undefined for a zero with
-// an exponent.
+// texts: the reader's own conversion may change the last bit of a double, and its exact one is undefined for a zero
+// with an exponent.
 constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
 template <typename Integer>

@@ -1,5 +1,6 @@
-// The commands curl and aria2c, each given a list of requests in a file. A first, short list tells how long the measured
-// one has to be, unless it has taken the time already. All of a measured list counts, from the program's start to its end.
+// The commands curl and aria2c, each given a list of requests in a file. A first, short list tells how long the
+// measured one has to be, unless it has taken the time already. All of a measured list counts, from the program's start
+// to its end.
 
 #include <algorithm>
 #include <chrono>

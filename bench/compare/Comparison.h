@@ -1,8 +1,8 @@
 #pragma once
 
 // Gives the same works to every contender in turn, each in a process of its own, against one server, and keeps what was
-// measured. The order of the contenders is turned on from work to work and from repetition to repetition. Belongs to one
-// thread.
+// measured. The order of the contenders is turned on from work to work and from repetition to repetition. Belongs to
+// one thread.
 
 #include <json/value.h>
 

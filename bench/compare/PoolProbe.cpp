@@ -1,5 +1,5 @@
-// What the pool costs its host beside the requests themselves: a beat of the pool's timer, a request that waits, and the
-// time for which the host's thread stands still. A process of its own for each question, like the contenders.
+// What the pool costs its host beside the requests themselves: a beat of the pool's timer, a request that waits, and
+// the time for which the host's thread stands still. A process of its own for each question, like the contenders.
 
 #include <glib.h>
 #include <json/value.h>

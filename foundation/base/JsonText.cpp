@@ -110,8 +110,8 @@ void write(Writer& writer, const Value& value) {
   }
 }
 
-/// Of a text that is a number by JSON's grammar; infinite when it is too large. The reader's own conversion is undefined
-/// for a zero with an exponent.
+/// Of a text that is a number by JSON's grammar; infinite when it is too large. The reader's own conversion is
+/// undefined for a zero with an exponent.
 Value numberOf(const std::string& text) {
   std::int64_t integer = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), integer);

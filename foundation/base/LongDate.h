@@ -13,8 +13,8 @@ namespace foundation {
 FOUNDATION_EXPORT std::string currentDateLocale();
 
 /// Day and time in the locale's long forms and the user's time zone, in UTF-8, for example
-/// "24. Januar 2024 um 17:05:45 MEZ". "C" and "POSIX" read as English. The empty text when the date cannot be formatted.
-/// Any thread.
+/// "24. Januar 2024 um 17:05:45 MEZ". "C" and "POSIX" read as English. The empty text when the date cannot be
+/// formatted. Any thread.
 FOUNDATION_EXPORT std::string longDateAndTime(std::chrono::system_clock::time_point date,
                                               const std::string& locale);
 

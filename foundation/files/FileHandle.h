@@ -18,8 +18,8 @@ class FOUNDATION_EXPORT FileHandle {
   static std::optional<FileHandle> forAppendingAtPath(const std::string& path);
 
   /// Adds the bytes behind all that the file holds by then. They stay together: what others append meanwhile lands
-  /// before or behind them, unless the file system takes only a part at once. False when it does not take them all; what it
-  /// took is taken back then, unless others have appended something meanwhile.
+  /// before or behind them, unless the file system takes only a part at once. False when it does not take them all;
+  /// what it took is taken back then, unless others have appended something meanwhile.
   bool writeData(std::string_view bytes);
 
  private:

@@ -9,8 +9,8 @@
 
 namespace foundation {
 
-/// A regular file that is open, and closed with its owner. What is no regular file is not opened, and looking at it waits
-/// for nobody. Any thread, one at a time.
+/// A regular file that is open, and closed with its owner. What is no regular file is not opened, and looking at it
+/// waits for nobody. Any thread, one at a time.
 class RegularFile {
  public:
   enum class Access { Reading, Appending };

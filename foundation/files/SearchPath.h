@@ -21,8 +21,8 @@ FOUNDATION_EXPORT std::vector<std::string> searchPathForDirectoriesInDomains(Sea
 enum class Environment { Trusted, Distrusted };
 Environment environmentOfThisProcess();
 
-/// Where the user's applications keep their settings; without a trusted environment that of the account whose rights the
-/// program has, whatever it says. Empty: nowhere. Any thread.
+/// Where the user's applications keep their settings; without a trusted environment that of the account whose rights
+/// the program has, whatever it says. Empty: nowhere. Any thread.
 std::string userConfigurationFolder(Environment environment);
 
 }  // namespace foundation

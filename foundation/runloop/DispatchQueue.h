@@ -27,7 +27,8 @@ class FOUNDATION_EXPORT DispatchQueue {
   /// thread and the queue has none. Never so for main(). Throws std::bad_alloc, and then it is not run either.
   [[nodiscard]] virtual bool async(std::function<void()> block) = 0;
   /// Runs `block` and waits for its end; without a thread for it, on the calling one. On the main thread, main().sync()
-  /// runs it at once instead of waiting for itself; a wait for it ends when the process does, whether the block has run or not.
+  /// runs it at once instead of waiting for itself; a wait for it ends when the process does, whether the block has run
+  /// or not.
   virtual void sync(const std::function<void()>& block) = 0;
 
  protected:

@@ -5,8 +5,8 @@
 namespace foundation {
 
 /// The certificates this process trusts: OpenSSL's default places (so the environment variables SSL_CERT_FILE
-/// and SSL_CERT_DIR work), loaded at the first use, or at a later one if it could not be read then, and kept for the life
-/// of the process.
+/// and SSL_CERT_DIR work), loaded at the first use, or at a later one if it could not be read then, and kept for the
+/// life of the process.
 class CertificateStore {
  public:
   /// Any thread. Null when there is no memory.

@@ -7,8 +7,8 @@ namespace {
 
 ExitBarrier& uses() {
   static ExitBarrier& barrier = []() -> ExitBarrier& {
-    // OpenSSL registers its end now, if it has not yet, so that it comes after the barrier's. Asked for nothing it would
-    // do nothing.
+    // OpenSSL registers its end now, if it has not yet, so that it comes after the barrier's. Asked for nothing it
+    // would do nothing.
     const bool isReady = OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1;
     auto& made = *new ExitBarrier;
     if (!isReady) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the library answers, read by its rules: first the length is asked for, and then the text, into a block of exactly
-// that length, so that a byte too many is noticed.
+// What the library answers, read by its rules: first the length is asked for, and then the text, into a block of
+// exactly that length, so that a byte too many is noticed.
 
 #include <json/value.h>
 

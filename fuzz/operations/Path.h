@@ -1,7 +1,7 @@
 #pragma once
 
-// A path of the scripted server, and what a task comes to that asks for it once: without header fields, or with those that
-// change nothing but the method.
+// A path of the scripted server, and what a task comes to that asks for it once: without header fields, or with those
+// that change nothing but the method.
 
 #include <array>
 #include <cstddef>
@@ -25,7 +25,8 @@ struct Path {
   /// Null when it is none of them.
   static const Path* ofUrl(const std::string& url);
 
-  /// Whether the library has lost its patience with a server that is quick: the machine may have had no time for either.
+  /// Whether the library has lost its patience with a server that is quick: the machine may have had no time for
+  /// either.
   bool isTooLate(std::string_view answer) const { return answer == kTimedOut && result != kTimedOut; }
   /// Ends the process when a task has come to something else. What is done has its result in the file, if there is one.
   void check(ZEP_HTTP_TASK_STATUS ended, std::string_view answer, std::string_view file) const;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Answers the library's questions for a user name and a password, on the threads of its requests, from when it is made to
-// the process's end.
+// Answers the library's questions for a user name and a password, on the threads of its requests, from when it is made
+// to the process's end.
 
 #include <atomic>
 #include <cstddef>

@@ -1,8 +1,8 @@
 #pragma once
 
-// The file that is traced to, and its rotation. Several threads and several processes may write to one file at once, and
-// nobody waits for anybody: a record goes to whatever the descriptor leads to, and a rotation puts the new file under
-// the same descriptor. So a thread that is stopped in the middle, or forked off, holds nobody up.
+// The file that is traced to, and its rotation. Several threads and several processes may write to one file at once,
+// and nobody waits for anybody: a record goes to whatever the descriptor leads to, and a rotation puts the new file
+// under the same descriptor. So a thread that is stopped in the middle, or forked off, holds nobody up.
 //
 // The file is followed by its name: when somebody has moved or removed it, it is begun anew. Part of the plug-in's one
 // state, which is never destroyed.

@@ -1,7 +1,7 @@
 #pragma once
 
-// Stands in for both libraries where a test decides what they say: pools and tasks with the statuses and properties that
-// the test gives them, and the same rules for names and beats. Lives on the test's thread.
+// Stands in for both libraries where a test decides what they say: pools and tasks with the statuses and properties
+// that the test gives them, and the same rules for names and beats. Lives on the test's thread.
 
 #include <map>
 #include <string>

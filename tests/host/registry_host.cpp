@@ -2,7 +2,8 @@
 //
 //   registry_host LIBRARY set|null
 //
-// Prints whether the pointer was left alone, and whether the monitor is on. Exit status: 0, or 2 when it is used wrongly.
+// Prints whether the pointer was left alone, and whether the monitor is on. Exit status: 0, or 2 when it is used
+// wrongly.
 
 #include <dlfcn.h>
 

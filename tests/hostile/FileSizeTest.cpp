@@ -1,5 +1,5 @@
-// Hosts whose files reach the limit of their size, with SIGXFSZ at its default: the monitor's record, the report and the
-// trace, and a download.
+// Hosts whose files reach the limit of their size, with SIGXFSZ at its default: the monitor's record, the report and
+// the trace, and a download.
 
 #include <gtest/gtest.h>
 

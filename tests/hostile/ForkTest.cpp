@@ -1,5 +1,5 @@
-// Hosts that fork while requests are running. The program's own calls are what the libraries use, so that those of a child
-// are seen.
+// Hosts that fork while requests are running. The program's own calls are what the libraries use, so that those of a
+// child are seen.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

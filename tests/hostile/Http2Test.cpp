@@ -260,8 +260,8 @@ class Http2Streams : public Http2Attack {
   static constexpr int kCount = 5;
   using Act = std::function<void(Http2Peer&, RawServer::Connection&)>;
 
-  /// Runs them; when all have come, the first connection does that. Later ones answer each of their requests "again". The
-  /// outcomes in the order of the streams.
+  /// Runs them; when all have come, the first connection does that. Later ones answer each of their requests "again".
+  /// The outcomes in the order of the streams.
   std::vector<Outcome> run(const Act& act) {
     std::atomic<int> arrived = 0;
     std::atomic<int> connections = 0;

@@ -1,5 +1,5 @@
-// Connections that are kept for the next request, by HTTP/2 shared with others: what becomes of a request whose server has
-// just given the connection up, and of what is held back on one while others go on.
+// Connections that are kept for the next request, by HTTP/2 shared with others: what becomes of a request whose server
+// has just given the connection up, and of what is held back on one while others go on.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -39,8 +39,8 @@ class KeptConnection : public testing::Test {
     return "https://127.0.0.1:" + std::to_string(server.port()) + "/";
   }
 
-  /// A first connection that answers one request and does that with the second, which is looked at; later ones do `later`
-  /// with theirs.
+  /// A first connection that answers one request and does that with the second, which is looked at; later ones do
+  /// `later` with theirs.
   Seen second(const Fields& headers, const Act& act, const Act& later) const {
     std::atomic<int> connections = 0;
     RawServer server([&](RawServer::Connection& connection) {

@@ -48,7 +48,8 @@ Sweep sweep(const std::string& url, int most, int count, const std::string& requ
 
 class RefusedMemory : public testing::Test {
  protected:
-  /// More refusals than `fewest`, and none any more at the end of the sweep, which so has come to the end of the request.
+  /// More refusals than `fewest`, and none any more at the end of the sweep, which so has come to the end of the
+  /// request.
   static void expectNoHarm(const Sweep& swept, int most, int fewest) {
     EXPECT_EQ(swept.wrong, "");
     EXPECT_EQ(swept.processes, most);

@@ -1,7 +1,7 @@
 #pragma once
 
-// A server in a process of its own, for tests that take the host's descriptors or threads, or fork it while requests run. To
-// be made before the process has a second thread; ends with the object, or with the process.
+// A server in a process of its own, for tests that take the host's descriptors or threads, or fork it while requests
+// run. To be made before the process has a second thread; ends with the object, or with the process.
 
 #include <sys/types.h>
 

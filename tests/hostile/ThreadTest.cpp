@@ -60,8 +60,8 @@ int threadsNamed(const std::string& name) {
   return count;
 }
 
-/// Two requests that stand still: the first has had all threads of the process made, the second has taken the one that was
-/// left over. False when it is not so.
+/// Two requests that stand still: the first has had all threads of the process made, the second has taken the one that
+/// was left over. False when it is not so.
 bool hold(HostPool& pool, const std::string& url) {
   pool.add("first", {.url = url});
   pool.launch("first");
@@ -192,8 +192,8 @@ TEST(RefusedThreads, EndALoadOfAFileAndNotTheNext) {
             2);
 }
 
-/// curl looks names up on threads of its own. Why that failed is asked on a worker; without one the name server counts as
-/// silent.
+/// curl looks names up on threads of its own. Why that failed is asked on a worker; without one the name server counts
+/// as silent.
 TEST(RefusedThreads, EndALookUpAndNotTheNext) {
   const ServerProcess server(&answeringGood);
   EXPECT_GE(refuseEach({.url = server.url("http://found.test"),

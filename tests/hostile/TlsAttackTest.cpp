@@ -135,8 +135,8 @@ TEST_F(TlsAttack, StallingInTheHandshakeEnds) {
   expectThem(cutHandshakes(identity(), 40, End::Stall, kSilent));
 }
 
-/// So many messages of the server's handshake, and then that end instead of the next one. What comes behind the last one
-/// is the request.
+/// So many messages of the server's handshake, and then that end instead of the next one. What comes behind the last
+/// one is the request.
 std::vector<Attack> endsBetweenMessages(const std::shared_ptr<TlsIdentity>& identity, std::size_t whole,
                                         End end) {
   std::vector<Attack> attacks;

@@ -1,8 +1,8 @@
 #pragma once
 
-// The server's side of TLS over a connection of a RawServer, in memory, so that what goes out can be counted, and cut at
-// any byte or record, and records can be sent that OpenSSL would not. Each message of a handshake is a record of its own.
-// Belongs to the connection's thread; a TlsIdentity may serve many.
+// The server's side of TLS over a connection of a RawServer, in memory, so that what goes out can be counted, and cut
+// at any byte or record, and records can be sent that OpenSSL would not. Each message of a handshake is a record of its
+// own. Belongs to the connection's thread; a TlsIdentity may serve many.
 
 #include <openssl/ssl.h>
 

@@ -1,12 +1,13 @@
-// A host whose memory is refused: its malloc(3) family fails the n-th time it is called from outside GLib, which ends the
-// process when it gets none. GIO and OpenSSL have begun before: the one loads plug-ins then, which end the process, too,
-// as its look-up of proxies does; the other never tries again. For each n of a range a request is run in a child process, and then one more.
+// A host whose memory is refused: its malloc(3) family fails the n-th time it is called from outside GLib, which ends
+// the process when it gets none. GIO and OpenSSL have begun before: the one loads plug-ins then, which end the process,
+// too, as its look-up of proxies does; the other never tries again. For each n of a range a request is run in a child
+// process, and then one more.
 //
 //   memory_host URL FIRST END STEP COUNT cold|warm host|others
 //
-// COUNT allocations in a row are refused: on the host's thread, or on all others. Cold: the first request of the process
-// is hit; warm: the second. Prints what was wrong, and at the end how many children there were and how many of them met a
-// refusal.
+// COUNT allocations in a row are refused: on the host's thread, or on all others. Cold: the first request of the
+// process is hit; warm: the second. Prints what was wrong, and at the end how many children there were and how many of
+// them met a refusal.
 
 #include <gio/gio.h>
 #include <link.h>

@@ -17,7 +17,8 @@ namespace test {
 
 class RecordingDelegate : public foundation::URLConnectionDelegate {
  public:
-  /// "redirect 302", "challenge 0", "trust", "response 200", "data", "finish", "fail -1005"; a challenge with its failures
+  /// "redirect 302", "challenge 0", "trust", "response 200", "data", "finish", "fail -1005"; a challenge with its
+  /// failures
   std::vector<std::string> events;
   std::string body;
   std::optional<foundation::URLResponse> response;

@@ -1,5 +1,5 @@
-// A host that blocks its thread for seconds, inside its notify function or between two turns of its run loop: no outcome
-// is lost, no beat is made up for, and what arrives meanwhile takes the memory of the bodies and not more.
+// A host that blocks its thread for seconds, inside its notify function or between two turns of its run loop: no
+// outcome is lost, no beat is made up for, and what arrives meanwhile takes the memory of the bodies and not more.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Tasks that are reset, removed, cleared or destroyed with their pool while their requests stand somewhere: the requests
-// end, and nothing is heard of them any more.
+// Tasks that are reset, removed, cleared or destroyed with their pool while their requests stand somewhere: the
+// requests end, and nothing is heard of them any more.
 
 #include <gtest/gtest.h>
 

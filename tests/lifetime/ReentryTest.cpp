@@ -1,5 +1,5 @@
-// Whatever a host may do inside its notify function, to the task it is notified of, to those before and behind it and to
-// those of other pools, in every state that these may be in: all combinations at once, each with pools of its own.
+// Whatever a host may do inside its notify function, to the task it is notified of, to those before and behind it and
+// to those of other pools, in every state that these may be in: all combinations at once, each with pools of its own.
 
 #include <gtest/gtest.h>
 

@@ -35,8 +35,8 @@ class Stations {
   Stations(const Stations&) = delete;
   Stations& operator=(const Stations&) = delete;
 
-  /// A URL that leads one request to the station. Others are "panel": in the handshake, with the certificate panel open; "done"
-  /// and "failed" (status 500), which come to their end.
+  /// A URL that leads one request to the station. Others are "panel": in the handshake, with the certificate panel
+  /// open; "done" and "failed" (status 500), which come to their end.
   std::string url(const std::string& station) const;
   /// What the requests of the station have to send; nothing for most.
   static const std::vector<unsigned char>& body(const std::string& station);

@@ -61,8 +61,8 @@ void expectStatus(const std::string& task, ZEP_HTTP_TASK_STATUS expected) {
   }
 }
 
-/// What a host may do at its end: everything but its first request. Tasks that wait for the host's answer are left alone, because who stops
-/// them waits for it, too.
+/// What a host may do at its end: everything but its first request. Tasks that wait for the host's answer are left
+/// alone, because who stops them waits for it, too.
 void useLibrary() {
   if (!isStanding) {
     return;

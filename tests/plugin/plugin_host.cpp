@@ -181,7 +181,8 @@ void errorNumber(const Arguments&) {
   }
 }
 
-/// Standard error is a pipe that nobody reads any more. Prints the result, whether SIGPIPE is blocked then, and waiting.
+/// Standard error is a pipe that nobody reads any more. Prints the result, whether SIGPIPE is blocked then, and
+/// waiting.
 void brokenPipe(const Arguments&) {
   int ends[2];
   if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0) {

@@ -35,8 +35,8 @@ extern "C" void __libc_free(void* block);
 
 namespace {
 
-/// OpenSSL keeps the stacks of as many handshakes as ever stood at once, whose number is chance. They have this size and
-/// the room to which the allocator rounds it up; no block of that size counts.
+/// OpenSSL keeps the stacks of as many handshakes as ever stood at once, whose number is chance. They have this size
+/// and the room to which the allocator rounds it up; no block of that size counts.
 constexpr std::size_t kHandshakeStack = 32768;
 constexpr std::size_t kRounding = 16;
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // What the system refuses to this process now and then. The functions of the C library that do so stand in front of it
-// for the whole process, the libraries included, for which the program has to export its symbols. Besides two host names
-// are looked up without a name server: kNoSuchHost does not exist, and for kNoNameServer nobody answers.
+// for the whole process, the libraries included, for which the program has to export its symbols. Besides two host
+// names are looked up without a name server: kNoSuchHost does not exist, and for kNoNameServer nobody answers.
 
 namespace test {
 

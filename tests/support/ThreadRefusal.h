@@ -4,8 +4,8 @@
 
 namespace test {
 
-/// While it lives the system refuses threads to everybody in this process: pthread_create fails with `error`, for `most`
-/// requests from the one numbered `first` (from 0) on. One at a time.
+/// While it lives the system refuses threads to everybody in this process: pthread_create fails with `error`, for
+/// `most` requests from the one numbered `first` (from 0) on. One at a time.
 class ThreadRefusal {
  public:
   explicit ThreadRefusal(int error, int first = 0, int most = std::numeric_limits<int>::max());

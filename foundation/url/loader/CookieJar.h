@@ -9,8 +9,8 @@
 
 namespace foundation {
 
-/// The cookies of the process. curl keeps every cookie that a server may set, however many; the jar sees to it that what
-/// all servers together can make it keep is bounded. Loader thread, once it is made.
+/// The cookies of the process. curl keeps every cookie that a server may set, however many; the jar sees to it that
+/// what all servers together can make it keep is bounded. Loader thread, once it is made.
 class CookieJar {
  public:
   /// More cookies than this do not stay; servers are to reckon with 3,000 (RFC 6265 §6.1).
@@ -27,8 +27,8 @@ class CookieJar {
 
   /// A line of some answer's head.
   void noteHeaderLine(std::string_view line);
-  /// Not from inside curl: when there are too many cookies, the newest of each domain are kept, as many of each as there
-  /// is room for.
+  /// Not from inside curl: when there are too many cookies, the newest of each domain are kept, as many of each as
+  /// there is room for.
   void keepBounds();
 
  private:

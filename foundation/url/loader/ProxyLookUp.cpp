@@ -34,9 +34,9 @@ bool knowsSettings(GProxyResolver* resolver) {
          g_proxy_resolver_is_supported(resolver);
 }
 
-/// GIO loads plug-ins for a look-up; when the process ends meanwhile, their libraries are begun anew after they have been
-/// ended, and that ends the process by a signal. So the exit waits for look-ups, but not for long, because a script among
-/// the settings may take its time.
+/// GIO loads plug-ins for a look-up; when the process ends meanwhile, their libraries are begun anew after they have
+/// been ended, and that ends the process by a signal. So the exit waits for look-ups, but not for long, because a
+/// script among the settings may take its time.
 ExitBarrier& lookUps() {
   constexpr std::chrono::seconds kLongest{2};
   static ExitBarrier& barrier = *new ExitBarrier(kLongest);

@@ -4,8 +4,8 @@
 
 namespace foundation {
 
-/// How much a TLS connection may read in one turn of the loader thread. curl reads a connection until nothing is left or
-/// some of a body has come, and OpenSSL until a message has come that is not to be skipped; a peer who sends what is
+/// How much a TLS connection may read in one turn of the loader thread. curl reads a connection until nothing is left
+/// or some of a body has come, and OpenSSL until a message has come that is not to be skipped; a peer who sends what is
 /// neither (requests for a hello; of HTTP/2 pings, windows, padding) faster than it is read would have the thread for
 /// itself. Loader thread.
 class ReadAllowance {

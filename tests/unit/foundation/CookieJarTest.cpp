@@ -1,5 +1,5 @@
-// What the jar of all cookies keeps when servers set more than it has room for. The cookies are curl's, put in as those of
-// a cookie file.
+// What the jar of all cookies keeps when servers set more than it has room for. The cookies are curl's, put in as those
+// of a cookie file.
 
 #include <gtest/gtest.h>
 

@@ -24,8 +24,8 @@
 
 namespace {
 
-/// The function's place in the table of virtual functions; -1: it is not virtual. A pointer to a virtual member function
-/// holds its offset in the table and 1 (Itanium C++ ABI 2.3).
+/// The function's place in the table of virtual functions; -1: it is not virtual. A pointer to a virtual member
+/// function holds its offset in the table and 1 (Itanium C++ ABI 2.3).
 template <typename Function>
 long slotOf(Function function) {
   static_assert(sizeof(function) == 2 * sizeof(std::uintptr_t));
