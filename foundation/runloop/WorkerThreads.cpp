@@ -8,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "foundation/base/LibraryThread.h"
 #include "foundation/runloop/BlockedSignals.h"
 
 namespace foundation {
@@ -15,9 +16,6 @@ namespace {
 
 /// Longer than the gaps in a host's work, short enough for a burst's memory.
 constexpr std::chrono::seconds kIdleTime{5};
-
-/// Whether the calling thread is one of these.
-thread_local bool isWorker = false;
 
 /// Nobody joins the thread. 0 or an error number.
 int createDetached(void* (*entry)(void*), void* argument) {
@@ -67,7 +65,7 @@ void WorkerThreads::handleForks() {
                  [] {
                    WorkerThreads& threads = shared();
                    new (&threads.parked_) std::vector<std::shared_ptr<Worker>>;
-                   threads.count_ = isWorker ? 1 : 0;
+                   threads.count_ = isLibraryThread() ? 1 : 0;
                    threads.mutex_.unlock();
                  });
 }
@@ -140,7 +138,7 @@ int WorkerThreads::runOnNewThread(const std::shared_ptr<Worker>& worker) {
 }
 
 void WorkerThreads::serve(const std::shared_ptr<Worker>& worker) noexcept {
-  isWorker = true;
+  markLibraryThread();
   do {
     pthread_setname_np(pthread_self(), worker->name);
     worker->block();

@@ -2,8 +2,13 @@
 
 #include <openssl/crypto.h>
 
+#include "foundation/base/LibraryThread.h"
+
 namespace foundation {
 namespace {
+
+/// On the calling thread, one in another.
+thread_local int usesHere = 0;
 
 ExitBarrier& uses() {
   static ExitBarrier& barrier = []() -> ExitBarrier& {
@@ -22,6 +27,13 @@ ExitBarrier& uses() {
 }  // namespace
 
 OpenSSLUse::OpenSSLUse() : use_(uses()) {
+  ++usesHere;
+}
+
+OpenSSLUse::~OpenSSLUse() {
+  if (--usesHere == 0 && isAllowed() && isLibraryThread()) {
+    OPENSSL_thread_stop();
+  }
 }
 
 }  // namespace foundation

@@ -1,14 +1,9 @@
 #include "foundation/url/loader/Loader.h"
 
 #include <pthread.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cassert>
-#include <cerrno>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
@@ -97,7 +92,7 @@ void Loader::cancel(LoadId load) noexcept {
       }
       areSomeUnwanted_ = true;
     }
-    [[maybe_unused]] const int ignored = eventfd_write(wakeUp_, 1);
+    curl_.wakeUp();
   }
 }
 
@@ -151,8 +146,7 @@ void Loader::post(std::function<void()> command) {
     commands_.push_back(std::move(command));
   }
   if (wasEmpty) {
-    // Fails only when a wake-up is pending already.
-    [[maybe_unused]] const int ignored = eventfd_write(wakeUp_, 1);
+    curl_.wakeUp();
   }
 }
 
@@ -160,6 +154,7 @@ void Loader::post(std::function<void()> command) {
 
 Loader::Loader()
     : limits_(Limits::ofThisProcess()),
+      curl_(limits_.transfers),
       slots_(limits_.transfers),
       proxies_([this](std::function<void()> block) { post(std::move(block)); }) {
 }
@@ -191,7 +186,7 @@ void Loader::handleForks() {
 
 /// In the child, under the lock. A loader that nothing has been made for yet is the child's own.
 void Loader::becomeChilds() {
-  isParents_ = isParents_ || multi_ != nullptr || epoll_ >= 0 || wakeUp_ >= 0;
+  isParents_ = isParents_ || curl_.isBegun();
   isUp_ = false;
 }
 
@@ -210,7 +205,7 @@ bool Loader::bringUp() {
   if (!use.isAllowed()) {
     return false;  // the process is ending
   }
-  if (!prepareLocked()) {
+  if (!curl_.prepare() || !cookies_.make()) {
     trace(TraceLevel::Error, "the loader has no descriptors or memory to start");
     return false;
   }
@@ -227,36 +222,6 @@ bool Loader::bringUp() {
   return true;
 }
 
-/// Makes what the thread needs, as far as it is not there yet.
-bool Loader::prepareLocked() {
-  if (!multi_) {
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    makeMulti();
-  }
-  if (epoll_ < 0) {
-    epoll_ = epoll_create1(EPOLL_CLOEXEC);
-  }
-  if (wakeUp_ < 0) {
-    wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  }
-  epoll_event wakeUpEvent{.events = EPOLLIN, .data = {.fd = wakeUp_}};
-  if (multi_ == nullptr || !cookies_.make() || epoll_ < 0 || wakeUp_ < 0 ||
-      (epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &wakeUpEvent) != 0 && errno != EEXIST)) {
-    return false;
-  }
-  return true;
-}
-
-/// Null when there is no memory; then no request can be started.
-void Loader::makeMulti() {
-  multi_.reset(curl_multi_init());
-  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &Loader::onSocket);
-  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, this);
-  curl_multi_setopt(multi_.get(), CURLMOPT_TIMERFUNCTION, &Loader::onTimer);
-  curl_multi_setopt(multi_.get(), CURLMOPT_TIMERDATA, this);
-  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(limits_.transfers));
-}
-
 void Loader::stopAtExit() {
   Loader& loader = shared();
   {
@@ -266,7 +231,7 @@ void Loader::stopAtExit() {
     }
     loader.stopping_ = true;
   }
-  eventfd_write(loader.wakeUp_, 1);
+  loader.curl_.wakeUp();
   loader.thread_.join();
 }
 
@@ -286,41 +251,27 @@ void Loader::run() {
 // --- The loader thread's turn. ---
 
 void Loader::turn() {
-  std::array<epoll_event, 128> events;
-  const int count = epoll_wait(epoll_, events.data(), events.size(), millisecondsToWait());
+  curl_.wait(millisecondsToWait());
   now_ = Clock::now();
   ReadAllowance::beginTurn();
   const bool wasStarving = std::exchange(isStarving_, false);
-  if (multi_ == nullptr) {
-    makeMulti();
+  if (curl_.multi() == nullptr) {
+    curl_.renew();
   }
-  bool isWoken = false;
-  for (int i = 0; i < count; ++i) {
-    if (events[static_cast<std::size_t>(i)].data.fd == wakeUp_) {
-      eventfd_t value = 0;
-      eventfd_read(wakeUp_, &value);
-      isWoken = true;
-    } else {
-      drive(events[static_cast<std::size_t>(i)].data.fd,
-            static_cast<int>(events[static_cast<std::size_t>(i)].events));
-    }
+  if (!curl_.driveSockets()) {
+    beginAnew();
   }
-  if (isWoken || wasStarving) {
+  if (curl_.isWoken() || wasStarving) {
     runCommands();
   }
   handleDeadlines();
   admitQueued();
-  if (curlTimer_ && *curlTimer_ <= now_) {
-    curlTimer_.reset();
-    drive(CURL_SOCKET_TIMEOUT, 0);
+  if (!curl_.driveTimer(now_)) {
+    beginAnew();
   }
   askAboutServers();
   handleMessages();
-  try {
-    cookies_.keepBounds();
-  } catch (const std::bad_alloc&) {
-    // They are looked at again later.
-  }
+  boundCookies();
   if (isStarving_ || wasStarving) {
     failStarved();
   }
@@ -332,7 +283,7 @@ void Loader::turn() {
 
 int Loader::millisecondsToWait() const {
   constexpr std::chrono::milliseconds kUntilThereMayBeMemory{50};
-  std::optional<Clock::time_point> next = curlTimer_;
+  std::optional<Clock::time_point> next = curl_.timer();
   if (!deadlines_.empty() && (!next || deadlines_.begin()->first < *next)) {
     next = deadlines_.begin()->first;
   }
@@ -422,18 +373,7 @@ void Loader::failStarved() {
   }
 }
 
-void Loader::drive(int socket, int events) {
-  const int mask = ((events & EPOLLIN) ? CURL_CSELECT_IN : 0) | ((events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
-                   ((events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
-  int running = 0;
-  if (curl_multi_socket_action(multi_.get(), socket, mask, &running) == CURLM_OUT_OF_MEMORY) {
-    beginAnew();
-  }
-}
-
-/// For some request curl had no memory to take note of a socket. It does not say which, would forget that request, and
-/// (7.88) divides by zero when it comes to the number of that socket again. So all requests end, and all of curl's
-/// connections with them.
+/// Ends all requests and with them all of curl's connections.
 void Loader::beginAnew() {
   for (auto next = transfers_.begin(); next != transfers_.end();) {
     Transfer& transfer = *(next++)->second;
@@ -441,9 +381,7 @@ void Loader::beginAnew() {
   }
   isStarving_ = true;
   areConnectionsBroken_ = false;
-  curlTimer_.reset();
-  multi_.reset();
-  makeMulti();
+  curl_.renew();
 }
 
 void Loader::renewConnections() {
@@ -463,10 +401,18 @@ void Loader::askAboutServers() {
 
 void Loader::handleMessages() {
   int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+  while (const CURLMsg* message = curl_multi_info_read(curl_.multi(), &left)) {
     // Read before the handle leaves the multi, which takes the message with it.
     const CURLcode result = message->data.result;
     WireRequest::clientOf(message->easy_handle).completed(result);
+  }
+}
+
+void Loader::boundCookies() {
+  try {
+    cookies_.keepBounds();
+  } catch (const std::bad_alloc&) {
+    // They are looked at again later.
   }
 }
 
@@ -553,37 +499,6 @@ bool Loader::requeue(Transfer& transfer) {
   queued_.push_front(transfer.id());
   trace(TraceLevel::Warning, "no descriptor left; at most " + std::to_string(slots_) + " transfers for now");
   return true;
-}
-
-// --- curl's sockets and its timer. ---
-
-int Loader::onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known) {
-  static_cast<Loader*>(loader)->watchSocket(socket, what, known != nullptr);
-  return 0;
-}
-
-int Loader::onTimer(CURLM*, long milliseconds, void* loader) {
-  auto& self = *static_cast<Loader*>(loader);
-  self.curlTimer_.reset();
-  if (milliseconds >= 0) {
-    self.curlTimer_ = Clock::now() + std::chrono::milliseconds(milliseconds);
-  }
-  return 0;
-}
-
-void Loader::watchSocket(curl_socket_t socket, int what, bool known) {
-  if (what == CURL_POLL_REMOVE) {
-    epoll_ctl(epoll_, EPOLL_CTL_DEL, socket, nullptr);
-    curl_multi_assign(multi_.get(), socket, nullptr);
-    return;
-  }
-  epoll_event event{.events = (what & CURL_POLL_IN ? EPOLLIN : 0u) | (what & CURL_POLL_OUT ? EPOLLOUT : 0u),
-                    .data = {.fd = socket}};
-  if (epoll_ctl(epoll_, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event) != 0 && !known &&
-      errno == EEXIST) {
-    epoll_ctl(epoll_, EPOLL_CTL_MOD, socket, &event);
-  }
-  curl_multi_assign(multi_.get(), socket, this);
 }
 
 }  // namespace foundation

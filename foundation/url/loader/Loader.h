@@ -21,7 +21,7 @@
 #include "foundation/url/Credential.h"
 #include "foundation/url/URLRequest.h"
 #include "foundation/url/loader/CookieJar.h"
-#include "foundation/url/loader/CurlHandles.h"
+#include "foundation/url/loader/CurlLoop.h"
 #include "foundation/url/loader/Limits.h"
 #include "foundation/url/loader/ProxyChoices.h"
 #include "foundation/url/loader/TransferClient.h"
@@ -84,7 +84,7 @@ class Loader {
   // For transfers, on the loader thread.
 
   bool isCurrentThread() const { return std::this_thread::get_id() == threadId_; }
-  CURLM* multi() const { return multi_.get(); }
+  CURLM* multi() const { return curl_.multi(); }
   CookieJar& cookies() { return cookies_; }
   /// The time of the current turn.
   Clock::time_point now() const { return now_; }
@@ -132,8 +132,6 @@ class Loader {
   [[gnu::constructor]] static void handleForks();
   void becomeChilds();
   bool bringUp();
-  bool prepareLocked();
-  void makeMulti();
   static void stopAtExit();
   void run();
   void turn();
@@ -142,29 +140,22 @@ class Loader {
   bool runTaken();
   void askAboutServers();
   void handleMessages();
+  void boundCookies();
   static std::string originOf(const URL& url);
   void handleDeadlines();
   void admitQueued();
-  void giveSlotBack(Transfer& transfer);
   void add(const std::shared_ptr<Transfer>& transfer);
   void cancelUnwanted();
   void failStarved();
-  void drive(int socket, int events);
   void beginAnew();
   void renewConnections();
-
-  static int onSocket(CURL*, curl_socket_t socket, int what, void* loader, void* known);
-  static int onTimer(CURLM*, long milliseconds, void* loader);
-  void watchSocket(curl_socket_t socket, int what, bool known);
 
   static std::atomic<Loader*> shared_;
   static std::mutex sharedMutex_;
 
   const Limits limits_;
   CookieJar cookies_;
-  MultiHandle multi_;
-  int epoll_ = -1;
-  int wakeUp_ = -1;
+  CurlLoop curl_;
   // Made under the lock, before there is a thread.
   std::thread thread_;
   std::thread::id threadId_;
@@ -181,7 +172,6 @@ class Loader {
 
   // The loader thread's own.
   Clock::time_point now_;
-  std::optional<Clock::time_point> curlTimer_;
   /// What was taken of the commands and not run yet, from the next one on.
   std::vector<std::function<void()>> taken_;
   std::size_t nextTaken_ = 0;

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 #include <openssl/crypto.h>
+#include <openssl/err.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <future>
 #include <thread>
 
+#include "foundation/runloop/WorkerThreads.h"
 #include "foundation/security/OpenSSLUse.h"
 #include "tests/support/WaitUntil.h"
 
@@ -22,6 +25,27 @@ TEST(OpenSSLUse, IsAllowedAndMayNest) {
   const OpenSSLUse inner;
   EXPECT_TRUE(outer.isAllowed());
   EXPECT_TRUE(inner.isAllowed());
+}
+
+/// An error is kept on its thread.
+bool keepsErrorOfAUse() {
+  {
+    const OpenSSLUse outer;
+    {
+      const OpenSSLUse inner;
+      ERR_raise(ERR_LIB_USER, 1);
+    }
+    EXPECT_NE(ERR_peek_error(), 0U) << "the outer use goes on";
+  }
+  return ERR_peek_error() != 0;
+}
+
+TEST(OpenSSLUse, LeavesNothingOnTheLibrarysOwnThreads) {
+  EXPECT_TRUE(keepsErrorOfAUse()) << "what is on the host's thread is the host's";
+  ERR_clear_error();
+  std::promise<bool> kept;
+  ASSERT_EQ(WorkerThreads::shared().run("test", [&] { kept.set_value(keepsErrorOfAUse()); }), 0);
+  EXPECT_FALSE(kept.get_future().get());
 }
 
 void exitDuringAUse() {
