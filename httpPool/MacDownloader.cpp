@@ -216,8 +216,6 @@ void MacDownloader::KeepForEver() {
 /// base thread, which stops the downloader for it, finds the thread done and need not wait.
 void MacDownloader::RunThread(std::latch& over) {
   ThreadProc();
-  // A failure may have ended the thread's work in the middle of a turn. The next start may have to do without a thread.
-  m_bTurning = false;
   std::vector<HandOver> last = std::exchange(m_handOvers, {});
   over.count_down();
   for (HandOver& handOver : last) {
@@ -240,6 +238,8 @@ void MacDownloader::ThreadProc() {
         Fail(DOWNLOAD_ERROR_OTHER);
       }
     });
+    // The next start may have to do without a thread.
+    m_bTurning = false;
   }
 }
 
