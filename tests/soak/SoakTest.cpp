@@ -123,7 +123,10 @@ class Soak : public testing::Test {
     EXPECT_TRUE(waitUntil([] { return requestThreads() == 0; }, std::chrono::minutes(2)));
     return ProcessState::now();
   }
-  bool areLeft() { return server.waitForOpenConnections(0) && untrusted.waitForOpenConnections(0); }
+  bool areLeft() {
+    return server.waitForOpenConnections(0) && untrusted.waitForOpenConnections(0) &&
+           waitUntil([this] { return !tunnel.hasTunnels(); });
+  }
 
   TunnelProxy tunnel;
   CertificateAuthority authority;

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "tests/support/Files.h"
+
 namespace test {
 namespace {
 
@@ -113,6 +115,11 @@ TunnelProxy::TunnelProxy() {
     serveAll(listener);
   }
   close(listener);
+}
+
+bool TunnelProxy::hasTunnels() const {
+  const std::string process = std::to_string(process_);
+  return !readFile("/proc/" + process + "/task/" + process + "/children").empty();
 }
 
 TunnelProxy::~TunnelProxy() {

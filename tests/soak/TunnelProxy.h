@@ -22,6 +22,8 @@ class TunnelProxy {
 
   /// "http://127.0.0.1:PORT".
   std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+  /// A tunnel goes when both of its sides have noticed that one is closed.
+  bool hasTunnels() const;
 
  private:
   int port_ = 0;
