@@ -3,11 +3,16 @@
 // What the calling process holds.
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 namespace test {
 
 struct ProcessState {
-  std::size_t descriptors = 0;
+  /// What each is, and where a socket leads; sorted.
+  std::vector<std::string> descriptors = {};
+  /// Beside these, connections that their peers have ended.
+  std::size_t deadConnections = 0;
   std::size_t threads = 0;
   /// Bytes that are allocated and not freed; 0 under a sanitizer, which has an allocator of its own.
   std::size_t allocated = 0;

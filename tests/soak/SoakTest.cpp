@@ -168,13 +168,15 @@ TEST_F(Soak, EveryRequestEndsOnceAndNothingIsLeft) {
 
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.descriptors, before.descriptors);
+  // The last request's, and curl 7.88 takes TLS connections with something left to read for alive until it uses them again.
+  EXPECT_LE(after.deadConnections, 5U);
   // Of most rare kinds there were some 400; 1 KB of each would show.
   EXPECT_LT(after.allocated, before.allocated + std::size_t{128} * 1024);
   std::cout << fleet.launched() << " requests, " << fleet.givenUp() << " of them given up, "
             << refusedSockets() << " sockets and " << fleet.withoutThread() << " threads refused; allocated "
             << before.allocated << " bytes before, " << after.allocated << " after; descriptors "
-            << before.descriptors << ", " << after.descriptors << "; threads " << before.threads << ", "
-            << after.threads << "\n";
+            << before.descriptors.size() << ", " << after.descriptors.size() << "; threads " << before.threads
+            << ", " << after.threads << "\n";
 }
 
 }  // namespace
