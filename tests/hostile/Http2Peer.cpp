@@ -38,6 +38,11 @@ std::string statusOk() {
   return "\x88";
 }
 
+std::string answer(std::uint32_t stream, const std::string& body) {
+  return frame(FrameType::Headers, kEndHeaders, stream, statusOk()) +
+         frame(FrameType::Data, kEndStream, stream, body);
+}
+
 bool Http2Peer::takeRequest() {
   constexpr std::size_t kPreface = 24;
   if (!tls_.shakeHands() || !tls_.send(frame(FrameType::Settings, 0, 0, "")) ||

@@ -36,6 +36,8 @@ std::string number(std::uint32_t value);
 std::string field(const std::string& name, const std::string& value);
 /// ":status: 200".
 std::string statusOk();
+/// The frames of a whole answer with that body.
+std::string answer(std::uint32_t stream, const std::string& body);
 
 class Http2Peer {
  public:

@@ -272,7 +272,8 @@ class Http2Streams : public Http2Attack {
         return;
       }
       if (!isFirst) {
-        for (int stream = 1; peer.send(answer(stream, "again")) && peer.takeNextRequest(); stream += 2) {
+        for (std::uint32_t stream = 1; peer.send(answer(stream, "again")) && peer.takeNextRequest();
+             stream += 2) {
         }
         return;
       }
@@ -295,12 +296,6 @@ class Http2Streams : public Http2Attack {
     }
     service()(pool);
     return outcomes;
-  }
-
-  static std::string answer(int stream, const std::string& body) {
-    const auto id = static_cast<std::uint32_t>(stream);
-    return frame(FrameType::Headers, kEndHeaders, id, statusOk()) +
-           frame(FrameType::Data, kEndStream, id, body);
   }
 };
 

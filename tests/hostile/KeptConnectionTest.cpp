@@ -19,11 +19,6 @@ namespace {
 
 const Fields kGet = {{"HttpMethonGet", "1"}};
 
-std::string answer(std::uint32_t stream, const std::string& body) {
-  return frame(FrameType::Headers, kEndHeaders, stream, statusOk()) +
-         frame(FrameType::Data, kEndStream, stream, body);
-}
-
 class KeptConnection : public testing::Test {
  protected:
   using Act = std::function<void(Http2Peer&, RawServer::Connection&)>;
