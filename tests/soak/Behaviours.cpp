@@ -329,14 +329,15 @@ Errand Behaviours::lied() {
   return failed(plainUrl("/lie"), 6);
 }
 
+/// By the host, or on a slow machine by its idle time.
 Errand Behaviours::givenUp() {
-  Errand errand = done(plainUrl("/silent"), "");
+  Errand errand = silent();
   errand.beatsToLive = 1 + static_cast<int>(upTo(20));
   return errand;
 }
 
 Errand Behaviours::givenUpInBody() {
-  Errand errand = done(plainUrl("/half"), "");
+  Errand errand = failed(plainUrl("/half"), 4);
   errand.beatsToLive = 1 + static_cast<int>(upTo(20));
   return errand;
 }

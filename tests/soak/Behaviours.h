@@ -26,7 +26,7 @@ struct Errand {
   /// The properties but the last two, by number; those that are not here are emptied.
   std::vector<std::pair<ZEP_HTTP_TASK_PROPERTY, std::string>> properties = {};
   std::vector<unsigned char> data = {};
-  /// Not final within so many beats of the pool: given up by the host. Nothing: it ends by itself.
+  /// Not final within so many beats of the pool: given up by the host. Nothing: the host waits until it ends by itself.
   int beatsToLive = 0;
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_DONE;
   /// Whether this is the result that it must have.
