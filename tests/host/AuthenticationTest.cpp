@@ -279,7 +279,7 @@ class Unanswered : public testing::TestWithParam<std::tuple<int, const char*>> {
 TEST_P(Unanswered, StaysUntilTheTaskIsStopped) {
   const Way& way = kWays[std::get<0>(GetParam())];
   const char* path = std::get<1>(GetParam());
-  setenv("ZEP_URL_TIMEOUT_MS", "500", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "2000", 1);
   ApacheServer server;
   const PromptHost host([](const Prompt&) { return right(kBasic); });
   HostPool pool;
@@ -292,7 +292,7 @@ TEST_P(Unanswered, StaysUntilTheTaskIsStopped) {
            texts.end();
   };
   ASSERT_TRUE(turnUntil(isChallenged));
-  turnFor(std::chrono::seconds(2));
+  turnFor(std::chrono::seconds(3));
   EXPECT_EQ(pool.status("task"), ZEP_HTTP_TASK_REQUESTING) << "nor does the idle time-out end it";
   way.end(pool);
   EXPECT_EQ(pool.status("task"), way.statusAfter);

@@ -67,7 +67,7 @@ TEST(HostileStream, WithoutAnEndEnds) {
 }
 
 TEST(HostileStream, WithoutAnEndInTheFramingEnds) {
-  setenv("ZEP_URL_TIMEOUT_MS", "1500", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "3000", 1);
   const std::string filler(1000, 'f');
   expectEnds({
       // No byte of a body: it falls silent.

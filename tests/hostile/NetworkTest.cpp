@@ -22,7 +22,7 @@ TEST(LostNetwork, WithoutARouteOrANameServerEndsAtOnce) {
 }
 
 TEST(LostNetwork, InTheMiddleOfAnAnswerIsSilence) {
-  setenv("ZEP_URL_TIMEOUT_MS", "1500", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "3000", 1);
   enterNamespaces(CLONE_NEWNET);
   switchLoopback(true);
   HostPool pool;

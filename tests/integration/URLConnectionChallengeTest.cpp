@@ -121,11 +121,11 @@ TEST(URLConnectionChallenge, MayBeAnsweredLaterFromAnotherThread) {
 }
 
 TEST(URLConnectionChallenge, TheTimeOfThoseWhoAreAskedIsNotIdleTime) {
-  setenv("ZEP_URL_TIMEOUT_MS", "1000", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "2000", 1);
   struct Slow : RecordingDelegate {
     bool connectionCanAuthenticateAgainstProtectionSpace(foundation::URLConnection& connection,
                                                          const ProtectionSpace& space) override {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2500));  // longer than the limit
+      std::this_thread::sleep_for(std::chrono::milliseconds(3500));  // longer than the limit
       return RecordingDelegate::connectionCanAuthenticateAgainstProtectionSpace(connection, space);
     }
   };
@@ -138,7 +138,7 @@ TEST(URLConnectionChallenge, TheTimeOfThoseWhoAreAskedIsNotIdleTime) {
   Turner turner;
   Slow delegate;
   delegate.onChallenge = [](AuthenticationChallenge& challenge) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
     challenge.useCredential(kAlice);
   };
   foundation::URLConnection connection(requestFor(server.url("/")), delegate);

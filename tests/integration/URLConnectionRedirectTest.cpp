@@ -100,7 +100,7 @@ TEST(URLConnectionRedirect, ABodyThatStallsDoesNotHoldItUp) {
 }
 
 TEST(URLConnectionRedirect, TheDelegatesTimeIsNotIdleTime) {
-  setenv("ZEP_URL_TIMEOUT_MS", "1500", 1);
+  setenv("ZEP_URL_TIMEOUT_MS", "2000", 1);
   RawServer server(redirecting("Content-Length: 5\r\n\r\nmoved"));
   test::Turner turner;
   RecordingDelegate delegate;
