@@ -1,12 +1,15 @@
 #include "foundation/security/ChainVerification.h"
 
+#include <fcntl.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
+#include "foundation/base/Descriptor.h"
 #include "foundation/base/Release.h"
 #include "foundation/security/CertificateStore.h"
 #include "foundation/security/ErrorQueueMark.h"
@@ -173,6 +176,16 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   return X509_verify_cert(context.get()) == 1;
 }
 
+/// Authorities of the store are looked for in files, without a word of those that cannot be opened. The descriptor that was
+/// missing may be there again: then somebody is asked about a server that is in order.
+bool mayHaveMissedAnAuthority(const std::vector<Finding>& findings) {
+  const bool isUnknown = std::ranges::any_of(findings, [](const Finding& finding) {
+    return finding.status == TrustStatus::UnknownIssuer || finding.status == TrustStatus::UntrustedRoot ||
+           finding.status == TrustStatus::SelfSigned;
+  });
+  return isUnknown && !Descriptor(open("/", O_PATH | O_CLOEXEC)).isOpen();
+}
+
 /// A verification breaks off at a key that cannot be read.
 Finding failure(const std::vector<Certificate>& chain) {
   for (std::size_t i = 0; i < chain.size(); ++i) {
@@ -207,6 +220,8 @@ std::vector<Finding> verifyChain(const std::vector<Certificate>& chain, bool isS
   Verification verification = {.chain = chain, .findings = {}};
   if (!verify(verification, isServer, date)) {
     verification.findings.push_back(failure(chain));
+  } else if (mayHaveMissedAnAuthority(verification.findings)) {
+    verification.findings.push_back({0, TrustStatus::InternalError});
   }
   return std::move(verification.findings);
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <tuple>
 
+#include "foundation/base/Shortage.h"
 #include "foundation/base/Trace.h"
 #include "foundation/files/PropertyList.h"
 #include "foundation/files/RegularFile.h"
@@ -61,18 +62,23 @@ std::vector<Dictionary> settingsOf(const Array& array) {
   return settings;
 }
 
-TrustList readTrustList(const std::string& path) {
+/// Nothing when the file cannot be opened now.
+std::optional<TrustList> readTrustList(const std::string& path) {
   constexpr std::size_t kMostBytes = 1 << 20;
   const RegularFile file(path);
+  if (isShortage(file.error())) {
+    trace(TraceLevel::Warning, "the trust settings cannot be read now: " + path);
+    return std::nullopt;
+  }
   if (file.isOpen() && !isUsersOwn(file)) {
     trace(TraceLevel::Warning, "others than the user can write the trust settings: " + path);
-    return {};
+    return TrustList();
   }
   const std::optional<Value> root = propertyListFromFile(file, kMostBytes);
   const Value* list = root ? member(&*root, "trustList") : nullptr;
   if (list == nullptr || list->dictionary() == nullptr) {
     trace(TraceLevel::Warning, "the trust settings cannot be read: " + path);
-    return {};
+    return TrustList();
   }
   TrustList trustList;
   for (const auto& [digest, entry] : list->dictionary()->entries()) {
@@ -84,12 +90,19 @@ TrustList readTrustList(const std::string& path) {
   return trustList;
 }
 
+/// What the user may have refused.
+std::vector<Dictionary> refusal() {
+  constexpr int kDeny = 3;
+  return {{{"kSecTrustSettingsResult", kDeny}}};
+}
+
 /// The list as the file held it last.
 class TrustSettingsFile {
  public:
   explicit TrustSettingsFile(std::string path) : path_(std::move(path)) {}
 
-  std::shared_ptr<const TrustList> list() {
+  /// Null: there is no file. Empty: it cannot be opened now.
+  std::shared_ptr<const std::optional<TrustList>> list() {
     const std::lock_guard lock(mutex_);
     struct stat status = {};
     if (stat(path_.c_str(), &status) != 0) {
@@ -100,8 +113,8 @@ class TrustSettingsFile {
     const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
                           status.st_ctim.tv_nsec);
     if (state_ != state) {
-      list_ = std::make_shared<const TrustList>(readTrustList(path_));
-      state_ = isSettled(status) ? std::optional(state) : std::nullopt;
+      list_ = std::make_shared<const std::optional<TrustList>>(readTrustList(path_));
+      state_ = *list_ && isSettled(status) ? std::optional(state) : std::nullopt;
     }
     return list_;
   }
@@ -110,7 +123,7 @@ class TrustSettingsFile {
   const std::string path_;
   std::mutex mutex_;
   std::optional<FileState> state_;
-  std::shared_ptr<const TrustList> list_;
+  std::shared_ptr<const std::optional<TrustList>> list_;
 };
 
 TrustSettingsFile& usersFile() {
@@ -123,12 +136,15 @@ TrustSettingsFile& usersFile() {
 }  // namespace
 
 std::optional<std::vector<Dictionary>> copyTrustSettings(const Certificate& certificate) {
-  const std::shared_ptr<const TrustList> list = usersFile().list();
+  const auto list = usersFile().list();
   if (list == nullptr) {
     return std::nullopt;
   }
-  const auto found = list->find(certificate.sha1());
-  return found != list->end() ? std::optional(found->second) : std::nullopt;
+  if (!*list) {
+    return refusal();
+  }
+  const auto found = (*list)->find(certificate.sha1());
+  return found != (*list)->end() ? std::optional(found->second) : std::nullopt;
 }
 
 }  // namespace foundation

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,10 +14,9 @@
 #include "tests/host/HostPool.h"
 #include "tests/host/PanelHost.h"
 #include "tests/support/CertificateAuthority.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/Files.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/UserTrustSettings.h"
 
 namespace test {
 namespace {
@@ -213,37 +211,11 @@ class TlsWithSettings : public Tls {
 
   /// Settings of the server's certificate; each a number under the key, or nothing.
   void settle(const std::vector<std::optional<int>>& results) {
-    std::string entries;
-    for (const auto& result : results) {
-      entries +=
-          "<dict>" +
-          (result ? "<key>kSecTrustSettingsResult</key><integer>" + std::to_string(*result) + "</integer>"
-                  : std::string()) +
-          "</dict>";
-    }
-    std::filesystem::create_directories(configuration.file("zep"));
-    writeFile(configuration.file("zep/TrustSettings.plist"),
-              "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist "
-              "version=\"1.0\"><dict><key>trustList</key><dict><key>" +
-                  fingerprint() + "</key><dict><key>trustSettings</key><array>" + entries +
-                  "</array></dict></dict></dict></plist>");
-    std::filesystem::permissions(configuration.file("zep/TrustSettings.plist"), std::filesystem::perms(0600));
+    settleTrust(configuration.path(), leaf_.chainFile, results);
   }
   Outcome run() { return pool.run({.url = server.tlsUrl("/text")}); }
 
  private:
-  std::string fingerprint() const {
-    TemporaryFolder folder;
-    ChildProcess openssl(
-        {.arguments = {"/usr/bin/openssl", "x509", "-noout", "-fingerprint", "-sha1", "-in", leaf_.chainFile},
-         .outputFile = folder.file("output")});
-    EXPECT_EQ(openssl.wait().value_or(ChildProcess::End{}).exitStatus, 0);
-    std::string text = readFile(folder.file("output"));
-    text = text.substr(text.find('=') + 1, text.find_last_not_of('\n') - text.find('='));
-    std::erase(text, ':');
-    return text;
-  }
-
   const Leaf leaf_;
 
  protected:

@@ -19,6 +19,7 @@
 #include "tests/support/CertificateAuthority.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/UserTrustSettings.h"
 
 namespace test {
 namespace {
@@ -65,6 +66,7 @@ enum class Result : int {
   Endless,
   WrongEnd,
   WrongNext,
+  Asked,
 };
 
 struct Task {
@@ -73,7 +75,6 @@ struct Task {
 };
 
 Result trySpare(const Task& task, int spare, Before before) {
-  // The certificates that are relied on are in a file, and without them the user is asked.
   PanelHost panel(0);
   HostPool pool;
   if (before == Before::OneRequest && pool.run(task.call) != task.expected) {
@@ -100,6 +101,9 @@ Result trySpare(const Task& task, int spare, Before before) {
   }
   if (pool.run(task.call) != task.expected) {
     return Result::WrongNext;
+  }
+  if (!panel.panels().empty()) {
+    return Result::Asked;
   }
   return isDone ? Result::Done : Result::Failed;
 }
@@ -151,6 +155,41 @@ TEST(UsedUpDescriptors, EndTheFirstTaskOverTlsAndNotTheNext) {
   const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
   tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
                 10);
+}
+
+/// The certificates that a server's is judged by, each in a file of its own that is looked for when it is needed.
+void trustByFolder(const std::string& folder) {
+  setenv("SSL_CERT_FILE", (folder + "/none").c_str(), 1);
+  setenv("SSL_CERT_DIR", folder.c_str(), 1);
+}
+
+TEST(UsedUpDescriptors, EndTheFirstTaskThatLooksForItsAuthorityAndNotTheNext) {
+  CertificateAuthority authority;
+  const CertificateAuthority::Leaf leaf = authority.good();
+  trustByFolder(authority.rootAndRevocationsFolder());
+  const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
+  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
+                10);
+}
+
+TEST(UsedUpDescriptors, LetNoRevokedServerPass) {
+  CertificateAuthority authority;
+  const CertificateAuthority::Leaf leaf = authority.revoked();
+  trustByFolder(authority.rootAndRevocationsFolder());
+  const ServerProcess server([&] { return answeringOverTls(leaf, "bad"); });
+  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = failed(1)}, Before::None, 10);
+}
+
+TEST(UsedUpDescriptors, LetNoServerPassThatTheUserRefuses) {
+  CertificateAuthority authority;
+  setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
+  const TemporaryFolder configuration;
+  setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
+  const CertificateAuthority::Leaf leaf = authority.good();
+  constexpr int kDeny = 3;
+  settleTrust(configuration.path(), leaf.chainFile, {kDeny});
+  const ServerProcess server([&] { return answeringOverTls(leaf, "bad"); });
+  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = failed(1)}, Before::None, 10);
 }
 
 TEST(UsedUpDescriptors, EndTheFirstLoadOfAFileAndNotTheNext) {

@@ -1,5 +1,6 @@
 #include "tests/support/CertificateAuthority.h"
 
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -71,10 +72,10 @@ std::string decodeBase64(const std::string& text) {
 
 }  // namespace
 
-CertificateAuthority::CertificateAuthority() {
+CertificateAuthority::CertificateAuthority(const std::string& name) {
   writeFile(folder_.file("openssl.cnf"), kConfiguration);
   writeFile(folder_.file("index.txt"), "");
-  makeRoot("root", "TestRoot");
+  makeRoot("root", name);
 }
 
 std::string CertificateAuthority::rootAndRevocationsFile() {
@@ -82,6 +83,16 @@ std::string CertificateAuthority::rootAndRevocationsFile() {
   writeFile(folder_.file("trusted.pem"), readFile(rootFile()));
   append("revocations.pem", "trusted.pem");
   return folder_.file("trusted.pem");
+}
+
+std::string CertificateAuthority::rootAndRevocationsFolder() {
+  rootAndRevocationsFile();
+  const std::string trusted = folder_.file("trusted");
+  std::filesystem::create_directory(trusted);
+  std::filesystem::copy(rootFile(), trusted);
+  std::filesystem::copy(folder_.file("revocations.pem"), trusted);
+  run("rehash trusted");
+  return trusted;
 }
 
 CertificateAuthority::Leaf CertificateAuthority::issueByIntermediate(const Request& request) {

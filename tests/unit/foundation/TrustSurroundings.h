@@ -11,7 +11,8 @@
 class TrustSurroundings {
  public:
   /// Its certificate authority is the only one this process trusts, and its revocation list is known. The store
-  /// holds storedLeaf() and the issuer of revokedIssuersLeaf() besides.
+  /// holds storedLeaf() and the issuer of revokedIssuersLeaf() besides. Another authority and its revocation list are
+  /// found in a folder once they are needed.
   static TrustSurroundings& shared();
 
   test::CertificateAuthority& authority() { return authority_; }
@@ -21,6 +22,9 @@ class TrustSurroundings {
 
   /// Signed by nobody known, but in the store itself.
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
+
+  const test::CertificateAuthority::Leaf& goodByFolder() const { return goodByFolder_; }
+  const test::CertificateAuthority::Leaf& revokedByFolder() const { return revokedByFolder_; }
 
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
   /// Replaces the trust settings' file as a whole, by one that only the user may write.
@@ -36,4 +40,7 @@ class TrustSurroundings {
   test::CertificateAuthority::Leaf revokedIssuersLeaf_;
   test::CertificateAuthority stranger_;
   test::CertificateAuthority::Leaf storedLeaf_;
+  test::CertificateAuthority ofFolder_{"RootOfAFolder"};
+  test::CertificateAuthority::Leaf goodByFolder_;
+  test::CertificateAuthority::Leaf revokedByFolder_;
 };

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cerrno>
+
+namespace foundation {
+
+/// Whether the error, an errno, says that the system has no descriptor or no memory left. It may have some later, so
+/// nothing follows from it about what was asked for.
+inline bool isShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
+}  // namespace foundation
