@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
-#include <ranges>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -55,8 +55,9 @@ Loaded load(X509_STORE* store) {
   const bool isFileLoaded = X509_STORE_load_file(store, file.c_str()) == 1;
   const bool areFoldersNoted = X509_STORE_load_path(store, folders.c_str()) == 1;
   bool isComplete = true;
-  for (const auto folder : std::views::split(folders, ':')) {
-    isComplete = loadRevocationLists(store, std::string(folder.begin(), folder.end())) && isComplete;
+  std::istringstream list(folders);
+  for (std::string folder; std::getline(list, folder, ':');) {
+    isComplete = loadRevocationLists(store, folder) && isComplete;
   }
   if (!isComplete || errors.tellsOfShortage()) {
     trace(TraceLevel::Warning, "the certificate store cannot be read now");

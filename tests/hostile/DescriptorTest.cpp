@@ -84,7 +84,7 @@ Result trySpare(const Task& task, int spare, Before before) {
   // Holes would be used, too.
   while (dup(0) >= 0 && highestDescriptor() <= highest) {
   }
-  limitDescriptors(static_cast<rlim_t>(highestDescriptor() + 1 + spare));
+  limitDescriptors(static_cast<rlim_t>(highestDescriptor()) + 1 + static_cast<rlim_t>(spare));
   if (descriptorsLeft() != spare) {
     return Result::NoLimit;
   }

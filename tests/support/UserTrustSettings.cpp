@@ -14,8 +14,9 @@ namespace {
 /// SHA-1 in upper-case hexadecimal.
 std::string fingerprint(const std::string& pemFile) {
   const TemporaryFolder folder;
-  ChildProcess openssl({.arguments = {"/usr/bin/openssl", "x509", "-noout", "-fingerprint", "-sha1", "-in", pemFile},
-                        .outputFile = folder.file("output")});
+  ChildProcess openssl(
+      {.arguments = {"/usr/bin/openssl", "x509", "-noout", "-fingerprint", "-sha1", "-in", pemFile},
+       .outputFile = folder.file("output")});
   if (openssl.wait() != ChildProcess::End{.exitStatus = 0, .signal = 0}) {
     throw std::runtime_error("no certificate: " + pemFile);
   }
