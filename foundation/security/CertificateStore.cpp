@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -32,9 +32,12 @@ bool isRevocationList(std::string_view name) {
 }
 
 /// OpenSSL would look for a revocation list when it is needed, and never again when it could not open it then.
-/// False when the folder cannot be read now.
+/// False when there is no descriptor or no memory for the folder; of its files OpenSSL's errors tell.
 bool loadRevocationLists(X509_STORE* store, const std::string& folder) {
   X509_LOOKUP* const files = X509_STORE_add_lookup(store, X509_LOOKUP_file());
+  if (files == nullptr) {
+    return false;
+  }
   std::error_code error;
   std::filesystem::directory_iterator entry(folder, error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
@@ -55,9 +58,10 @@ Loaded load(X509_STORE* store) {
   const bool isFileLoaded = X509_STORE_load_file(store, file.c_str()) == 1;
   const bool areFoldersNoted = X509_STORE_load_path(store, folders.c_str()) == 1;
   bool isComplete = true;
-  std::istringstream list(folders);
-  for (std::string folder; std::getline(list, folder, ':');) {
-    isComplete = loadRevocationLists(store, folder) && isComplete;
+  for (std::size_t begin = 0; begin <= folders.size();) {
+    const std::size_t end = std::min(folders.find(':', begin), folders.size());
+    isComplete = loadRevocationLists(store, folders.substr(begin, end - begin)) && isComplete;
+    begin = end + 1;
   }
   if (!isComplete || errors.tellsOfShortage()) {
     trace(TraceLevel::Warning, "the certificate store cannot be read now");

@@ -176,8 +176,8 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   return X509_verify_cert(context.get()) == 1;
 }
 
-/// Authorities of the store are looked for in files, without a word of those that cannot be opened. The descriptor that was
-/// missing may be there again: then somebody is asked about a server that is in order.
+/// Authorities of the store are looked for in files, without a word of those that cannot be opened. The descriptor
+/// that was missing may be there again: then somebody is asked about a server that is in order.
 bool mayHaveMissedAnAuthority(const std::vector<Finding>& findings) {
   const bool isUnknown = std::ranges::any_of(findings, [](const Finding& finding) {
     return finding.status == TrustStatus::UnknownIssuer || finding.status == TrustStatus::UntrustedRoot ||

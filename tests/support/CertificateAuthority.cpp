@@ -87,7 +87,7 @@ std::string CertificateAuthority::rootAndRevocationsFile() {
 
 std::string CertificateAuthority::rootAndRevocationsFolder() {
   rootAndRevocationsFile();
-  const std::string trusted = folder_.file("trusted");
+  std::string trusted = folder_.file("trusted");
   std::filesystem::create_directory(trusted);
   std::filesystem::copy(rootFile(), trusted);
   std::filesystem::copy(folder_.file("revocations.pem"), trusted);
