@@ -2,73 +2,40 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <mutex>
-#include <string>
-#include <string_view>
-#include <system_error>
 
 #include "foundation/base/Shortage.h"
 #include "foundation/base/Trace.h"
-#include "foundation/security/ErrorQueue.h"
+#include "foundation/files/RegularFile.h"
 
 namespace foundation {
 namespace {
 
-/// One of OpenSSL's default places.
-std::string place(const char* variable, const char* otherwise) {
-  const char* named = secure_getenv(variable);
-  return named != nullptr ? named : otherwise;
+bool isEmpty(X509_STORE* store) {
+  X509_STORE_lock(store);
+  const int count = sk_X509_OBJECT_num(X509_STORE_get0_objects(store));
+  X509_STORE_unlock(store);
+  return count == 0;
 }
 
-/// As OpenSSL names a revocation list in a folder: its issuer's hash, and a number.
-bool isRevocationList(std::string_view name) {
-  constexpr std::size_t kHashDigits = 8;
-  constexpr std::string_view kDigits = "0123456789";
-  return name.size() > kHashDigits + 2 && name.substr(kHashDigits, 2) == ".r" &&
-         name.find_first_not_of(kDigits, kHashDigits + 2) == std::string_view::npos;
-}
-
-/// OpenSSL would look for a revocation list when it is needed, and never again when it could not open it then.
-/// False when there is no descriptor or no memory for the folder; of its files OpenSSL's errors tell.
-bool loadRevocationLists(X509_STORE* store, const std::string& folder) {
-  X509_LOOKUP* const files = X509_STORE_add_lookup(store, X509_LOOKUP_file());
-  if (files == nullptr) {
-    return false;
-  }
-  std::error_code error;
-  std::filesystem::directory_iterator entry(folder, error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    if (isRevocationList(entry->path().filename().string())) {
-      X509_load_crl_file(files, entry->path().c_str(), X509_FILETYPE_PEM);
-    }
-  }
-  return !isShortage(error.value());
+/// The file among OpenSSL's default places.
+const char* defaultFile() {
+  const char* named = secure_getenv(X509_get_default_cert_file_env());
+  return named != nullptr ? named : X509_get_default_cert_file();
 }
 
 enum class Loaded { Yes, No, NotNow };
 
-/// The certificates of the folders are read when they are needed.
+/// Not loaded is a store whose file has given nothing: there may have been no descriptor to read it, of which OpenSSL
+/// says nothing.
 Loaded load(X509_STORE* store) {
-  const std::string file = place(X509_get_default_cert_file_env(), X509_get_default_cert_file());
-  const std::string folders = place(X509_get_default_cert_dir_env(), X509_get_default_cert_dir());
-  ErrorQueue errors;
-  const bool isFileLoaded = X509_STORE_load_file(store, file.c_str()) == 1;
-  const bool areFoldersNoted = X509_STORE_load_path(store, folders.c_str()) == 1;
-  bool isComplete = true;
-  for (std::size_t begin = 0; begin <= folders.size();) {
-    const std::size_t end = std::min(folders.find(':', begin), folders.size());
-    isComplete = loadRevocationLists(store, folders.substr(begin, end - begin)) && isComplete;
-    begin = end + 1;
+  if (X509_STORE_set_default_paths(store) == 1 && !(isEmpty(store) && access(defaultFile(), F_OK) == 0)) {
+    return Loaded::Yes;
   }
-  if (!isComplete || errors.tellsOfShortage()) {
+  if (isShortage(RegularFile(defaultFile()).error())) {
     trace(TraceLevel::Warning, "the certificate store cannot be read now");
     return Loaded::NotNow;
-  }
-  if (areFoldersNoted && (isFileLoaded || access(file.c_str(), F_OK) != 0)) {
-    return Loaded::Yes;
   }
   trace(TraceLevel::Warning, "the certificate store cannot be loaded; no server will be trusted");
   return Loaded::No;

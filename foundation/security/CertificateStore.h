@@ -4,12 +4,12 @@
 
 namespace foundation {
 
-/// The certificates this process trusts, and the revocation lists: OpenSSL's default places (so the environment
-/// variables SSL_CERT_FILE and SSL_CERT_DIR work), loaded at the first use, or at a later one if they could not be read
-/// then, and kept for the life of the process.
+/// The certificates this process trusts: OpenSSL's default places (so the environment variables SSL_CERT_FILE
+/// and SSL_CERT_DIR work), loaded at the first use, or at a later one if it could not be read then, and kept for the
+/// life of the process.
 class CertificateStore {
  public:
-  /// Any thread. Null when there is no memory, or no descriptor to read them with.
+  /// Any thread. Null when there is no memory, or no descriptor to read it with.
   static X509_STORE* shared();
 };
 

@@ -6,11 +6,13 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <optional>
 
 #include "foundation/base/Descriptor.h"
 #include "foundation/base/Release.h"
+#include "foundation/base/Shortage.h"
 #include "foundation/security/CertificateStore.h"
 #include "foundation/security/ErrorQueueMark.h"
 #include "foundation/security/OpenSSLUse.h"
@@ -176,14 +178,14 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   return X509_verify_cert(context.get()) == 1;
 }
 
-/// Authorities of the store are looked for in files, without a word of those that cannot be opened. The descriptor
-/// that was missing may be there again: then somebody is asked about a server that is in order.
+/// OpenSSL looks for authorities in files, without a word of those that it cannot open. By now the descriptor that was
+/// missing may be there again: then somebody is asked about a server that is in order.
 bool mayHaveMissedAnAuthority(const std::vector<Finding>& findings) {
   const bool isUnknown = std::ranges::any_of(findings, [](const Finding& finding) {
     return finding.status == TrustStatus::UnknownIssuer || finding.status == TrustStatus::UntrustedRoot ||
            finding.status == TrustStatus::SelfSigned;
   });
-  return isUnknown && !Descriptor(open("/", O_PATH | O_CLOEXEC)).isOpen();
+  return isUnknown && !Descriptor(open("/", O_PATH | O_CLOEXEC)).isOpen() && isShortage(errno);
 }
 
 /// A verification breaks off at a key that cannot be read.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <map>
 #include <memory>
@@ -108,7 +109,7 @@ class TrustSettingsFile {
     if (stat(path_.c_str(), &status) != 0) {
       state_.reset();
       list_.reset();
-      return nullptr;
+      return isShortage(errno) ? std::make_shared<const std::optional<TrustList>>() : nullptr;
     }
     const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
                           status.st_ctim.tv_nsec);

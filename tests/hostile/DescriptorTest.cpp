@@ -157,16 +157,12 @@ TEST(UsedUpDescriptors, EndTheFirstTaskOverTlsAndNotTheNext) {
                 10);
 }
 
-/// The certificates that a server's is judged by, each in a file of its own that is looked for when it is needed.
-void trustByFolder(const std::string& folder) {
-  setenv("SSL_CERT_FILE", (folder + "/none").c_str(), 1);
-  setenv("SSL_CERT_DIR", folder.c_str(), 1);
-}
-
 TEST(UsedUpDescriptors, EndTheFirstTaskThatLooksForItsAuthorityAndNotTheNext) {
   CertificateAuthority authority;
   const CertificateAuthority::Leaf leaf = authority.good();
-  trustByFolder(authority.rootAndRevocationsFolder());
+  const std::string folder = authority.rootFolder();
+  setenv("SSL_CERT_FILE", (folder + "/none").c_str(), 1);
+  setenv("SSL_CERT_DIR", folder.c_str(), 1);
   const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
   tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
                 10);
@@ -175,7 +171,7 @@ TEST(UsedUpDescriptors, EndTheFirstTaskThatLooksForItsAuthorityAndNotTheNext) {
 TEST(UsedUpDescriptors, LetNoRevokedServerPass) {
   CertificateAuthority authority;
   const CertificateAuthority::Leaf leaf = authority.revoked();
-  trustByFolder(authority.rootAndRevocationsFolder());
+  setenv("SSL_CERT_FILE", authority.rootAndRevocationsFile().c_str(), 1);
   const ServerProcess server([&] { return answeringOverTls(leaf, "bad"); });
   tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = failed(1)}, Before::None, 10);
 }

@@ -1,6 +1,7 @@
 // What a connection reports of ordinary and of hostile answers.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -9,7 +10,6 @@
 #include <vector>
 
 #include "tests/integration/RecordingDelegate.h"
-#include "tests/support/DescriptorShortage.h"
 #include "tests/support/FreePort.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/RawServer.h"
@@ -68,10 +68,12 @@ TEST(URLConnection, AThreadThatWasRefusedOnceIsMadeForTheNextLoad) {
 
 TEST(URLConnection, WithoutDescriptorsTheFirstLoadFailsAndALaterOneDoesNot) {
   const test::NginxServer server;  // not of this process, whose descriptors are gone
-  {
-    const test::DescriptorShortage shortage;
-    EXPECT_EQ(fetch(server.url("/text")).events, (Events{"fail -1"}));
-  }
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(fetch(server.url("/text")).events, (Events{"fail -1"}));
+  setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(fetch(server.url("/text")).events, (Events{"response 200", "data", "finish"}));
 }
 

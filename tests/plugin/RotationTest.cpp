@@ -131,7 +131,7 @@ TEST_F(TraceRotation, LosesNoLineOfTwoProcessesAndTheirThreads) {
     const Gate gate(host.path("gate"));
     const auto options =
         host.options({"threads", gate.path(), std::to_string(kThreads), std::to_string(kLines), "100"},
-                     {{"QLX_TRACE_MAX_BYTES", "70000"}});
+                     {{"QLX_TRACE_MAX_BYTES", "80000"}});
     ChildProcess one(options);
     ChildProcess other(options);
     gate.go();
@@ -145,7 +145,7 @@ TEST_F(TraceRotation, LosesNoLineOfTwoProcessesAndTheirThreads) {
     for (const auto& [line, count] : counts) {
       EXPECT_EQ(count, 1) << line;
     }
-    EXPECT_GT(std::filesystem::file_size(oldFile()), 69000U);
+    EXPECT_GT(std::filesystem::file_size(oldFile()), 79000U);
     EXPECT_GT(std::filesystem::file_size(host.file()), 1000U);
   }
 }

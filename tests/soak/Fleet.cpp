@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <string>
 #include <utility>
 
 #include "foundation/ZEP_Foundation.h"
@@ -13,10 +14,16 @@
 namespace test {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 /// After so many launches the next pool is cleared or destroyed.
 constexpr std::size_t kBetweenEnds = 1500;
 /// No errand at all ends for so long: some never will.
 constexpr std::chrono::minutes kStandstill{2};
+
+std::chrono::milliseconds idleTime() {
+  return std::chrono::milliseconds(std::stoi(SOAK_IDLE_MS));
+}
 
 /// The one that runs: a notify function has no context.
 Fleet* current = nullptr;
@@ -69,7 +76,6 @@ bool Fleet::runOne(Maker make) {
 }
 
 bool Fleet::runAll() {
-  using Clock = std::chrono::steady_clock;
   current = this;
   for (Pool& pool : pools_) {
     make(pool, "pool " + std::to_string(generation_++));
@@ -241,7 +247,9 @@ void Fleet::finished(Place& place, ZEP_HTTP_TASK_STATUS status) {
   constexpr std::size_t kLongOneOf = 16;
   place.watch = ended_ % kLongOneOf == 0 ? 25 : 2;
   place.result = resultOf(place.pool, place.task);
-  if (status != place.errand.status || !isRight(place.errand, place.result)) {
+  if (place.errand.beatsToLive > 0 && Clock::now() - place.launched < idleTime()) {
+    fault(place, "ended, although nobody answers");
+  } else if (status != place.errand.status || !isRight(place.errand, place.result)) {
     fault(place, "ended with " + std::to_string(status) + ": " + place.result.substr(0, 200));
   }
   if (!place.errand.file.empty() && unlink(place.errand.file.c_str()) != 0) {
@@ -333,6 +341,7 @@ void Fleet::start(Place& place) {
   place.stage = Stage::Running;
   place.beats = 0;
   place.finals = 0;
+  place.launched = Clock::now();
   place.result = {};
   ZEP_HTTP_TASK_STATUS status = ZEP_HTTP_TASK_STATUS_8;
   if (place.errand.hasNoThread) {

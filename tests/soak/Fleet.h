@@ -4,6 +4,7 @@
 // once, keeps that state and its result until the host ends it, and is untouched from then on. Now and then a whole pool
 // is cleared or destroyed while its tasks run. A host on the test's main thread.
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -59,6 +60,7 @@ class Fleet {
     std::string task;
     Stage stage = Stage::Resting;
     Errand errand = {};
+    std::chrono::steady_clock::time_point launched = {};
     int beats = 0;
     /// For so many beats a task is looked at in its stage before it goes on.
     int watch = 0;

@@ -72,10 +72,10 @@ std::string decodeBase64(const std::string& text) {
 
 }  // namespace
 
-CertificateAuthority::CertificateAuthority(const std::string& name) {
+CertificateAuthority::CertificateAuthority() {
   writeFile(folder_.file("openssl.cnf"), kConfiguration);
   writeFile(folder_.file("index.txt"), "");
-  makeRoot("root", name);
+  makeRoot("root", "TestRoot");
 }
 
 std::string CertificateAuthority::rootAndRevocationsFile() {
@@ -85,12 +85,10 @@ std::string CertificateAuthority::rootAndRevocationsFile() {
   return folder_.file("trusted.pem");
 }
 
-std::string CertificateAuthority::rootAndRevocationsFolder() {
-  rootAndRevocationsFile();
+std::string CertificateAuthority::rootFolder() {
   std::string trusted = folder_.file("trusted");
   std::filesystem::create_directory(trusted);
   std::filesystem::copy(rootFile(), trusted);
-  std::filesystem::copy(folder_.file("revocations.pem"), trusted);
   run("rehash trusted");
   return trusted;
 }

@@ -34,15 +34,14 @@ class CertificateAuthority {
     std::string digest = "sha256";
   };
 
-  /// `name`: the root's common name, without blanks.
-  explicit CertificateAuthority(const std::string& name = "TestRoot");
+  CertificateAuthority();
 
   /// The root's certificate; as SSL_CERT_FILE it makes the leaves trusted.
   std::string rootFile() const { return folder_.file("root.pem"); }
   /// The root's certificate and a list of what it has revoked so far.
   std::string rootAndRevocationsFile();
-  /// The same as files of a folder, for SSL_CERT_DIR. To be called once.
-  std::string rootAndRevocationsFolder();
+  /// The root's certificate in a folder of its own, for SSL_CERT_DIR. To be called once.
+  std::string rootFolder();
 
   /// A leaf signed by the root.
   Leaf issue(const Request& request) { return issue(request, "root"); }

@@ -1,6 +1,5 @@
 #include "tests/support/UserTrustSettings.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 

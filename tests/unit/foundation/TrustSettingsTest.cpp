@@ -24,7 +24,6 @@
 #include "foundation/files/SearchPath.h"
 #include "foundation/security/Trust.h"
 #include "foundation/security/TrustSettings.h"
-#include "tests/support/DescriptorShortage.h"
 #include "tests/support/Files.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
@@ -76,9 +75,7 @@ class TrustSettingsTest : public testing::Test {
   void lay(const std::string& settings) { lay(leaf_.sha1(), settings); }
 
   TrustResult evaluate(const Authority::Leaf& leaf, const std::string& host = "localhost") {
-    return evaluate(Trust(Authority::derChain(leaf.chainFile), TrustPolicy::ssl(host)));
-  }
-  TrustResult evaluate(Trust trust) {
+    Trust trust(Authority::derChain(leaf.chainFile), TrustPolicy::ssl(host));
     TrustResult outcome = TrustResult::Invalid;
     EXPECT_EQ(trust.evaluate(outcome), 0);
     return outcome;
@@ -125,19 +122,6 @@ TEST_F(TrustSettingsTest, AreFoundByTheDigestInEitherCase) {
   std::ranges::transform(lower, lower.begin(), [](unsigned char letter) { return std::tolower(letter); });
   lay(lower, result(3));
   EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
-}
-
-TEST_F(TrustSettingsTest, WithoutADescriptorForThemEveryCertificateIsRefused) {
-  EXPECT_EQ(evaluate(good_), TrustResult::Unspecified);
-  lay(certificate(surroundings_.authority().expired()).sha1(), result(1));
-  const Trust trust(Authority::derChain(good_.chainFile), TrustPolicy::ssl("localhost"));
-  {
-    const test::DescriptorShortage shortage;
-    EXPECT_EQ(copyTrustSettings(leaf_), (Settings{{{kKey, 3}}}));
-    EXPECT_EQ(evaluate(trust), TrustResult::Deny);
-  }
-  EXPECT_FALSE(copyTrustSettings(leaf_));
-  EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
 }
 
 TEST_F(TrustSettingsTest, OfAnotherCertificateDoNotCount) {

@@ -17,15 +17,13 @@ TrustSurroundings& TrustSurroundings::shared() {
 TrustSurroundings::TrustSurroundings()
     : revoked_(authority_.revoked()),
       revokedIssuersLeaf_(authority_.issuedByRevoked()),
-      storedLeaf_(stranger_.good()),
-      goodByFolder_(ofFolder_.good()),
-      revokedByFolder_(ofFolder_.revoked()) {
+      storedLeaf_(stranger_.good()) {
   const std::string chain = test::readFile(revokedIssuersLeaf_.chainFile);
   test::writeFile(folder_.file("store.pem"), test::readFile(authority_.rootAndRevocationsFile()) +
                                                  test::readFile(storedLeaf_.chainFile) +
                                                  chain.substr(chain.rfind("-----BEGIN")));
   setenv("SSL_CERT_FILE", folder_.file("store.pem").c_str(), 1);
-  setenv("SSL_CERT_DIR", ofFolder_.rootAndRevocationsFolder().c_str(), 1);
+  setenv("SSL_CERT_DIR", folder_.path().c_str(), 1);
   setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
   if (g_get_user_config_dir() != folder_.path()) {
     throw std::runtime_error("the user's configuration folder was looked up before it could be replaced");

@@ -11,8 +11,7 @@
 class TrustSurroundings {
  public:
   /// Its certificate authority is the only one this process trusts, and its revocation list is known. The store
-  /// holds storedLeaf() and the issuer of revokedIssuersLeaf() besides. Another authority and its revocation list are
-  /// found in a folder once they are needed.
+  /// holds storedLeaf() and the issuer of revokedIssuersLeaf() besides.
   static TrustSurroundings& shared();
 
   test::CertificateAuthority& authority() { return authority_; }
@@ -22,9 +21,6 @@ class TrustSurroundings {
 
   /// Signed by nobody known, but in the store itself.
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
-
-  const test::CertificateAuthority::Leaf& goodByFolder() const { return goodByFolder_; }
-  const test::CertificateAuthority::Leaf& revokedByFolder() const { return revokedByFolder_; }
 
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
   /// Replaces the trust settings' file as a whole, by one that only the user may write.
@@ -40,7 +36,4 @@ class TrustSurroundings {
   test::CertificateAuthority::Leaf revokedIssuersLeaf_;
   test::CertificateAuthority stranger_;
   test::CertificateAuthority::Leaf storedLeaf_;
-  test::CertificateAuthority ofFolder_{"RootOfAFolder"};
-  test::CertificateAuthority::Leaf goodByFolder_;
-  test::CertificateAuthority::Leaf revokedByFolder_;
 };

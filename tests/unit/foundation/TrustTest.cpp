@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "foundation/security/Trust.h"
-#include "tests/support/DescriptorShortage.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
 
 namespace foundation {
@@ -217,19 +216,6 @@ TEST_F(TrustTest, FindsARevokedIntermediateSentOrNot) {
   const Chain chain = chainOf(surroundings_.revokedIssuersLeaf());
   expectOutcome({"sent", chain, "localhost", TrustResult::FatalTrustFailure, {{}, {Revoked}}});
   expectOutcome({"not sent", {chain[0]}, "localhost", TrustResult::FatalTrustFailure, {{Revoked}}});
-}
-
-TEST_F(TrustTest, WithoutADescriptorForTheStoreNobodyIsInOrder) {
-  const Chain good = chainOf(surroundings_.goodByFolder());
-  const Chain revoked = chainOf(surroundings_.revokedByFolder());
-  EXPECT_EQ(evaluate(chainOf(authority_.good()), "localhost"), TrustResult::Unspecified);
-  {
-    const test::DescriptorShortage shortage;
-    expectOutcome({"good", good, "localhost", TrustResult::OtherError, {{UnknownIssuer, InternalError}}});
-    EXPECT_EQ(evaluate(revoked, "localhost"), TrustResult::FatalTrustFailure);
-  }
-  expectOutcome({"revoked", revoked, "localhost", TrustResult::FatalTrustFailure, {{Revoked}}});
-  EXPECT_EQ(evaluate(good, "localhost"), TrustResult::Unspecified);
 }
 
 TEST_F(TrustTest, EvaluatesAtTheGivenDate) {
