@@ -107,9 +107,10 @@ class TrustSettingsFile {
     const std::lock_guard lock(mutex_);
     struct stat status = {};
     if (stat(path_.c_str(), &status) != 0) {
+      const int error = errno;
       state_.reset();
       list_.reset();
-      return isShortage(errno) ? std::make_shared<const std::optional<TrustList>>() : nullptr;
+      return isShortage(error) ? std::make_shared<const std::optional<TrustList>>() : nullptr;
     }
     const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
                           status.st_ctim.tv_nsec);
