@@ -182,10 +182,13 @@ void turnFor(std::chrono::milliseconds time) {
 
 bool turnUntil(const std::function<bool()>& predicate, std::chrono::milliseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
-  while (!predicate() && std::chrono::steady_clock::now() < end) {
+  while (!predicate()) {
+    if (std::chrono::steady_clock::now() >= end) {
+      return false;
+    }
     ZEP_RunLoop_Run(20);
   }
-  return predicate();
+  return true;
 }
 
 std::string snapshot() {
