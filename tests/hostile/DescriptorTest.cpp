@@ -130,6 +130,14 @@ void tryEverySpare(const Task& task, Before before, int enough) {
   }
 }
 
+/// The process's first task, of a server with that certificate.
+void tryEverySpareOverTls(const CertificateAuthority::Leaf& leaf, const Outcome& expected) {
+  constexpr int kEnough = 10;
+  const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
+  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = expected}, Before::None,
+                kEnough);
+}
+
 RawServer::Script answeringGood() {
   return RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood");
 }
@@ -151,29 +159,22 @@ TEST(UsedUpDescriptors, EndTheFirstTaskAndNotTheNext) {
 TEST(UsedUpDescriptors, EndTheFirstTaskOverTlsAndNotTheNext) {
   CertificateAuthority authority;
   setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);
-  const CertificateAuthority::Leaf leaf = authority.good();
-  const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
-  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
-                10);
+  tryEverySpareOverTls(authority.good(), done("good"));
 }
 
 TEST(UsedUpDescriptors, EndTheFirstTaskThatLooksForItsAuthorityAndNotTheNext) {
   CertificateAuthority authority;
-  const CertificateAuthority::Leaf leaf = authority.good();
   const std::string folder = authority.rootFolder();
   setenv("SSL_CERT_FILE", (folder + "/none").c_str(), 1);
   setenv("SSL_CERT_DIR", folder.c_str(), 1);
-  const ServerProcess server([&] { return answeringOverTls(leaf, "good"); });
-  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = done("good")}, Before::None,
-                10);
+  tryEverySpareOverTls(authority.good(), done("good"));
 }
 
 TEST(UsedUpDescriptors, LetNoRevokedServerPass) {
   CertificateAuthority authority;
   const CertificateAuthority::Leaf leaf = authority.revoked();
   setenv("SSL_CERT_FILE", authority.rootAndRevocationsFile().c_str(), 1);
-  const ServerProcess server([&] { return answeringOverTls(leaf, "bad"); });
-  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = failed(1)}, Before::None, 10);
+  tryEverySpareOverTls(leaf, failed(1));
 }
 
 TEST(UsedUpDescriptors, LetNoServerPassThatTheUserRefuses) {
@@ -184,8 +185,7 @@ TEST(UsedUpDescriptors, LetNoServerPassThatTheUserRefuses) {
   const CertificateAuthority::Leaf leaf = authority.good();
   constexpr int kDeny = 3;
   settleTrust(configuration.path(), leaf.chainFile, {kDeny});
-  const ServerProcess server([&] { return answeringOverTls(leaf, "bad"); });
-  tryEverySpare({.call = {.url = server.url("https://localhost")}, .expected = failed(1)}, Before::None, 10);
+  tryEverySpareOverTls(leaf, failed(1));
 }
 
 TEST(UsedUpDescriptors, EndTheFirstLoadOfAFileAndNotTheNext) {

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "foundation/base/Shortage.h"
 #include "foundation/url/loader/Limits.h"
 
 namespace foundation {
@@ -133,7 +134,7 @@ int WireRequest::openSocket(const curl_sockaddr& address) {
   }
   const int descriptor = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
   if (descriptor < 0) {
-    isOutOfDescriptors_ = errno == EMFILE || errno == ENFILE;
+    isOutOfDescriptors_ = isDescriptorShortage(errno);
     return CURL_SOCKET_BAD;
   }
   return descriptor;
