@@ -94,25 +94,6 @@ std::optional<Value> valueOf(plist_t node) {
   }
 }
 
-/// The file's bytes; nothing when it cannot be read or there are more.
-std::optional<std::string> bytesOf(const RegularFile& file, std::size_t maxBytes) {
-  constexpr std::size_t kPiece = 64 << 10;
-  std::string bytes;
-  while (bytes.size() <= maxBytes) {
-    const std::size_t length = bytes.size();
-    bytes.resize(length + kPiece);
-    const ssize_t got = file.read(bytes.data() + length, kPiece);
-    if (got < 0) {
-      return std::nullopt;
-    }
-    bytes.resize(length + static_cast<std::size_t>(got));
-    if (got == 0) {
-      return bytes;
-    }
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
 std::optional<Value> propertyListFromData(std::string_view data) {
@@ -136,7 +117,7 @@ std::optional<Value> propertyListFromFile(const std::string& path, std::size_t m
 }
 
 std::optional<Value> propertyListFromFile(const RegularFile& file, std::size_t maxBytes) {
-  const std::optional<std::string> bytes = file.isOpen() ? bytesOf(file, maxBytes) : std::nullopt;
+  const std::optional<std::string> bytes = file.isOpen() ? file.readAll(maxBytes) : std::nullopt;
   return bytes ? propertyListFromData(*bytes) : std::nullopt;
 }
 

@@ -32,4 +32,22 @@ ssize_t RegularFile::read(char* bytes, std::size_t most) const {
   return got;
 }
 
+std::optional<std::string> RegularFile::readAll(std::size_t most) const {
+  constexpr std::size_t kPiece = 64 << 10;
+  std::string bytes;
+  while (bytes.size() <= most) {
+    const std::size_t length = bytes.size();
+    bytes.resize(length + kPiece);
+    const ssize_t got = read(bytes.data() + length, kPiece);
+    if (got < 0) {
+      return std::nullopt;
+    }
+    bytes.resize(length + static_cast<std::size_t>(got));
+    if (got == 0) {
+      return bytes;
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace foundation

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "foundation/base/Descriptor.h"
@@ -25,6 +26,8 @@ class RegularFile {
   std::size_t size() const { return size_; }
   /// read(2) that goes on after a signal.
   ssize_t read(char* bytes, std::size_t most) const;
+  /// The bytes that have not been read yet; nothing when they cannot be read or there are more.
+  std::optional<std::string> readAll(std::size_t most) const;
 
  private:
   Descriptor descriptor_;

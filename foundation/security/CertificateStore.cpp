@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <utility>
 
 #include "foundation/base/Shortage.h"
 #include "foundation/base/Trace.h"
@@ -25,12 +26,21 @@ const char* defaultFile() {
   return named != nullptr ? named : X509_get_default_cert_file();
 }
 
-enum class Loaded { Yes, No, NotNow };
+const char* defaultFolders() {
+  const char* named = secure_getenv(X509_get_default_cert_dir_env());
+  return named != nullptr ? named : X509_get_default_cert_dir();
+}
+
+}  // namespace
+
+CertificateStore::CertificateStore(X509Store x509)
+    : x509_(std::move(x509)), revocationLists_(x509_.get(), defaultFolders()) {
+}
 
 /// Not loaded is a store whose file has given nothing: there may have been no descriptor to read it, of which OpenSSL
 /// says nothing.
-Loaded load(X509_STORE* store) {
-  if (X509_STORE_set_default_paths(store) == 1 && !(isEmpty(store) && access(defaultFile(), F_OK) == 0)) {
+CertificateStore::Loaded CertificateStore::load() {
+  if (X509_STORE_set_default_paths(x509()) == 1 && !(isEmpty(x509()) && access(defaultFile(), F_OK) == 0)) {
     return Loaded::Yes;
   }
   if (isShortage(RegularFile(defaultFile()).error())) {
@@ -41,19 +51,19 @@ Loaded load(X509_STORE* store) {
   return Loaded::No;
 }
 
-}  // namespace
-
-X509_STORE* CertificateStore::shared() {
+CertificateStore* CertificateStore::shared() {
   // Never freed: connections may still use it while the process exits.
   static constinit std::mutex mutex;
-  static X509_STORE* store = nullptr;
+  static CertificateStore* store = nullptr;
   static bool isLoaded = false;
   const std::lock_guard lock(mutex);
   if (store == nullptr) {
-    store = X509_STORE_new();
+    if (X509Store x509(X509_STORE_new()); x509 != nullptr) {
+      store = new CertificateStore(std::move(x509));
+    }
   }
   if (store != nullptr && !isLoaded) {
-    const Loaded loaded = load(store);
+    const Loaded loaded = store->load();
     isLoaded = loaded == Loaded::Yes;
     if (loaded == Loaded::NotNow) {
       return nullptr;

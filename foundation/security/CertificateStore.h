@@ -1,16 +1,34 @@
 #pragma once
 
-#include <openssl/ssl.h>
+#include <openssl/x509_vfy.h>
+
+#include <memory>
+
+#include "foundation/base/Release.h"
+#include "foundation/security/RevocationLists.h"
 
 namespace foundation {
 
-/// The certificates this process trusts: OpenSSL's default places (so the environment variables SSL_CERT_FILE
-/// and SSL_CERT_DIR work), loaded at the first use, or at a later one if it could not be read then, and kept for the
-/// life of the process.
+/// The certificates this process trusts, and what their issuers have revoked: OpenSSL's default places (so the
+/// environment variables SSL_CERT_FILE and SSL_CERT_DIR work), loaded at the first use, or at a later one if they could
+/// not be read then, and kept for the life of the process. Any thread.
 class CertificateStore {
  public:
-  /// Any thread. Null when there is no memory, or no descriptor to read it with.
-  static X509_STORE* shared();
+  /// Null when there is no memory, or no descriptor to read it with.
+  static CertificateStore* shared();
+
+  X509_STORE* x509() const { return x509_.get(); }
+  RevocationLists& revocationLists() { return revocationLists_; }
+
+ private:
+  using X509Store = std::unique_ptr<X509_STORE, Release<X509_STORE_free>>;
+  enum class Loaded { Yes, No, NotNow };
+
+  explicit CertificateStore(X509Store x509);
+  Loaded load();
+
+  const X509Store x509_;
+  RevocationLists revocationLists_;
 };
 
 }  // namespace foundation

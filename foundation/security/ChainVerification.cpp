@@ -157,25 +157,44 @@ int securityLevel() {
   return true;
 }
 
+/// The revocation lists of a chain's issuers.
+RevocationLists::Read readRevocationLists(RevocationLists& lists, const STACK_OF(X509) * chain) {
+  auto all = RevocationLists::Read::NothingNew;
+  for (int i = 0; i < sk_X509_num(chain); ++i) {
+    all = std::max(all, lists.read(X509_get_issuer_name(sk_X509_value(chain, i))));
+  }
+  return all;
+}
+
 /// False when it fails inside: the callback lets everything else pass.
 bool verify(Verification& verification, bool isServer, std::time_t date) {
   const std::vector<Certificate>& chain = verification.chain;
   const CertificateStack sent(sk_X509_new_reserve(nullptr, static_cast<int>(chain.size())));
-  const VerificationContext context(X509_STORE_CTX_new());
-  X509_STORE* store = CertificateStore::shared();
-  if (sent == nullptr || context == nullptr || store == nullptr) {
+  CertificateStore* store = CertificateStore::shared();
+  if (sent == nullptr || store == nullptr) {
     return false;
   }
   for (std::size_t i = 1; i < chain.size(); ++i) {
     sk_X509_push(sent.get(), chain[i].x509());
   }
-  if (X509_STORE_CTX_init(context.get(), store, chain.front().x509(), sent.get()) != 1 ||
-      !setParameters(context.get(), isServer, date)) {
-    return false;
+  // Whose lists are needed is known when the chain is built. Each list is new once.
+  auto lists = RevocationLists::Read::SomeNew;
+  while (lists == RevocationLists::Read::SomeNew) {
+    verification.findings.clear();
+    const VerificationContext context(X509_STORE_CTX_new());
+    if (context == nullptr ||
+        X509_STORE_CTX_init(context.get(), store->x509(), chain.front().x509(), sent.get()) != 1 ||
+        !setParameters(context.get(), isServer, date)) {
+      return false;
+    }
+    X509_STORE_CTX_set_app_data(context.get(), &verification);
+    X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
+    if (X509_verify_cert(context.get()) != 1) {
+      return false;
+    }
+    lists = readRevocationLists(store->revocationLists(), X509_STORE_CTX_get0_chain(context.get()));
   }
-  X509_STORE_CTX_set_app_data(context.get(), &verification);
-  X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
-  return X509_verify_cert(context.get()) == 1;
+  return lists != RevocationLists::Read::NotNow;
 }
 
 /// OpenSSL looks for authorities in files, without a word of those that it cannot open. By now the descriptor that was

@@ -14,6 +14,8 @@
 #include "tests/support/FreePort.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/SquidServer.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/UserTrustSettings.h"
 
 namespace test {
 namespace {
@@ -104,6 +106,48 @@ TEST_P(SecureProxy, ThatIsNotInOrderIsRefusedAndNobodyAsked) {
   }
   EXPECT_TRUE(host.panels().empty());
   EXPECT_TRUE(origin.accesses().empty());
+}
+
+TEST_P(SecureProxy, ThatIsRevokedIsRefused) {
+  NginxServer origin;
+  SquidServer proxy({.certificate = authority.revoked()});
+  setenv("SSL_CERT_FILE", authority.rootAndRevocationsFile().c_str(), 1);
+  use(proxy);
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
+  SquidServer good({.certificate = authority.good()});
+  use(good);
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), done("Hello, pool!"));
+  EXPECT_TRUE(proxy.accesses().empty());
+}
+
+TEST_P(SecureProxy, ThatTheUserRefusesIsRefused) {
+  const TemporaryFolder configuration;
+  setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
+  const CertificateAuthority::Leaf leaf = authority.good();
+  constexpr int kDeny = 3;
+  settleTrust(configuration.path(), leaf.chainFile, {kDeny});
+  NginxServer origin;
+  SquidServer proxy({.certificate = leaf});
+  use(proxy);
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
+  EXPECT_TRUE(proxy.accesses().empty());
+}
+
+/// The settings let nothing pass that nobody is asked about.
+TEST_P(SecureProxy, ThatIsNotInOrderIsRefusedWhateverTheUserAccepts) {
+  const TemporaryFolder configuration;
+  setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
+  const CertificateAuthority::Leaf leaf = authority.selfSigned();
+  constexpr int kTrustRoot = 1;
+  settleTrust(configuration.path(), leaf.chainFile, {kTrustRoot});
+  NginxServer origin;
+  SquidServer proxy({.certificate = leaf});
+  use(proxy);
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
+  EXPECT_TRUE(proxy.accesses().empty());
 }
 
 TEST_P(SecureProxy, LeavesTheOriginsCertificateToTheUser) {

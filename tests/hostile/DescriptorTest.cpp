@@ -177,6 +177,19 @@ TEST(UsedUpDescriptors, LetNoRevokedServerPass) {
   tryEverySpareOverTls(leaf, failed(1));
 }
 
+TEST(UsedUpDescriptors, LetNoServerPassThatAListInAFolderRevokes) {
+  CertificateAuthority authority;
+  const CertificateAuthority::Leaf leaf = authority.revoked();
+  const std::string folder = authority.rootAndRevocationsFolder();
+  // Lost in one of many folders, such a list was lost for good.
+  for (const std::string& folders : {folder, folder + "/none:" + folder}) {
+    SCOPED_TRACE(folders);
+    setenv("SSL_CERT_FILE", (folder + "/none").c_str(), 1);
+    setenv("SSL_CERT_DIR", folders.c_str(), 1);
+    tryEverySpareOverTls(leaf, failed(1));
+  }
+}
+
 TEST(UsedUpDescriptors, LetNoServerPassThatTheUserRefuses) {
   CertificateAuthority authority;
   setenv("SSL_CERT_FILE", authority.rootFile().c_str(), 1);

@@ -78,19 +78,34 @@ CertificateAuthority::CertificateAuthority() {
   makeRoot("root", "TestRoot");
 }
 
-std::string CertificateAuthority::rootAndRevocationsFile() {
+std::string CertificateAuthority::revocationsFile() {
   run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem");
+  return folder_.file("revocations.pem");
+}
+
+std::string CertificateAuthority::rootAndRevocationsFile() {
+  revocationsFile();
   writeFile(folder_.file("trusted.pem"), readFile(rootFile()));
   append("revocations.pem", "trusted.pem");
   return folder_.file("trusted.pem");
 }
 
 std::string CertificateAuthority::rootFolder() {
-  std::string trusted = folder_.file("trusted");
-  std::filesystem::create_directory(trusted);
-  std::filesystem::copy(rootFile(), trusted);
+  return folderOf({rootFile()});
+}
+
+std::string CertificateAuthority::rootAndRevocationsFolder() {
+  return folderOf({rootFile(), revocationsFile()});
+}
+
+std::string CertificateAuthority::folderOf(const std::vector<std::string>& files) {
+  std::string folder = folder_.file("trusted");
+  std::filesystem::create_directory(folder);
+  for (const std::string& file : files) {
+    std::filesystem::copy(file, folder);
+  }
   run("rehash trusted");
-  return trusted;
+  return folder;
 }
 
 CertificateAuthority::Leaf CertificateAuthority::issueByIntermediate(const Request& request) {

@@ -38,10 +38,13 @@ class CertificateAuthority {
 
   /// The root's certificate; as SSL_CERT_FILE it makes the leaves trusted.
   std::string rootFile() const { return folder_.file("root.pem"); }
-  /// The root's certificate and a list of what it has revoked so far.
+  /// A list of what the root has revoked so far, another one each time.
+  std::string revocationsFile();
+  /// The root's certificate and such a list.
   std::string rootAndRevocationsFile();
-  /// The root's certificate in a folder of its own, for SSL_CERT_DIR. To be called once.
+  /// The root's certificate in a folder of its own, for SSL_CERT_DIR. One of the two can be called, once.
   std::string rootFolder();
+  std::string rootAndRevocationsFolder();
 
   /// A leaf signed by the root.
   Leaf issue(const Request& request) { return issue(request, "root"); }
@@ -88,6 +91,8 @@ class CertificateAuthority {
   void makeIntermediate(const std::string& name = "intermediate");
   void revoke(const std::string& name);
   void append(const std::string& name, const std::string& to);
+  /// Makes a folder of these files that OpenSSL finds them in.
+  std::string folderOf(const std::vector<std::string>& files);
   void run(const std::string& arguments);
 
   TemporaryFolder folder_;

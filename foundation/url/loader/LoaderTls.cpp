@@ -7,6 +7,7 @@
 #include <new>
 
 #include "foundation/security/CertificateStore.h"
+#include "foundation/security/Trust.h"
 #include "foundation/url/loader/ReadAllowance.h"
 
 namespace foundation {
@@ -71,11 +72,11 @@ struct HandshakeCallbacks {
   }
 
   static CURLcode prepareProxy(SSL_CTX* tls) {
-    X509_STORE* store = CertificateStore::shared();
+    const CertificateStore* store = CertificateStore::shared();
     if (store == nullptr) {
       return CURLE_OUT_OF_MEMORY;
     }
-    SSL_CTX_set1_cert_store(tls, store);
+    SSL_CTX_set1_cert_store(tls, store->x509());
     SSL_CTX_set_cert_verify_callback(tls, &HandshakeCallbacks::verifyProxy, nullptr);
     return CURLE_OK;
   }
@@ -87,7 +88,26 @@ struct HandshakeCallbacks {
   /// Nobody is asked about a proxy: its certificate is in order, and for the proxy's name or address (which curl
   /// compares), or it is refused.
   static int verifyProxy(X509_STORE_CTX* context, void*) {
-    return X509_verify_cert(context) == 1 && ReadAllowance::limit(connectionOf(context)) ? 1 : 0;
+    if (X509_verify_cert(context) != 1 || !ReadAllowance::limit(connectionOf(context))) {
+      return 0;
+    }
+    if (!isAccepted(context)) {
+      X509_STORE_CTX_set_error(context, X509_V_ERR_CERT_REJECTED);
+      return 0;
+    }
+    return 1;
+  }
+
+  /// OpenSSL by itself looks neither at revocation lists nor at what the user refuses.
+  static bool isAccepted(X509_STORE_CTX* context) noexcept {
+    try {
+      Trust trust(chainOf(context), TrustPolicy::basicX509());
+      TrustResult result = TrustResult::Invalid;
+      return trust.evaluate(result) == 0 &&
+             (result == TrustResult::Unspecified || result == TrustResult::Proceed);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
   }
 
   static int verify(X509_STORE_CTX* context, void* argument) {
@@ -104,26 +124,29 @@ struct HandshakeCallbacks {
 
   static bool isTrustedServer(Handshake& handshake, X509_STORE_CTX* context) noexcept {
     try {
-      return takeChain(handshake, context) && ask(handshake);
+      handshake.chain_ = chainOf(context);
+      return !handshake.chain_.empty() && ask(handshake);
     } catch (const std::bad_alloc&) {
       handshake.client_->ranOutOfMemory();
       return false;
     }
   }
 
-  static bool takeChain(Handshake& handshake, X509_STORE_CTX* context) {
-    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_untrusted(context);
-    for (int i = 0; i < sk_X509_num(chain); ++i) {
-      const X509* certificate = sk_X509_value(chain, i);
+  /// What the peer has sent, in DER; nothing when there is a certificate that cannot be encoded.
+  static std::vector<std::string> chainOf(X509_STORE_CTX* context) {
+    std::vector<std::string> chain;
+    const STACK_OF(X509)* sent = X509_STORE_CTX_get0_untrusted(context);
+    for (int i = 0; i < sk_X509_num(sent); ++i) {
+      const X509* certificate = sk_X509_value(sent, i);
       const int length = i2d_X509(certificate, nullptr);
       if (length <= 0) {
-        return false;
+        return {};
       }
-      std::string& encoded = handshake.chain_.emplace_back(static_cast<std::size_t>(length), '\0');
+      std::string& encoded = chain.emplace_back(static_cast<std::size_t>(length), '\0');
       auto* bytes = reinterpret_cast<unsigned char*>(encoded.data());
       i2d_X509(certificate, &bytes);
     }
-    return !handshake.chain_.empty();
+    return chain;
   }
 
   static bool ask(Handshake& handshake) {
