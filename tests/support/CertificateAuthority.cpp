@@ -83,6 +83,12 @@ std::string CertificateAuthority::revocationsFile() {
   return folder_.file("revocations.pem");
 }
 
+std::string CertificateAuthority::revocationsPrefix() {
+  run("x509 -in root.pem -noout -subject_hash -out hash.txt");
+  const std::string hash = readFile(folder_.file("hash.txt"));
+  return hash.substr(0, hash.find('\n')) + ".r";
+}
+
 std::string CertificateAuthority::rootAndRevocationsFile() {
   revocationsFile();
   writeFile(folder_.file("trusted.pem"), readFile(rootFile()));

@@ -40,6 +40,8 @@ class CertificateAuthority {
   std::string rootFile() const { return folder_.file("root.pem"); }
   /// A list of what the root has revoked so far, another one each time.
   std::string revocationsFile();
+  /// What the names of such lists begin with in a folder for SSL_CERT_DIR; a number follows.
+  std::string revocationsPrefix();
   /// The root's certificate and such a list.
   std::string rootAndRevocationsFile();
   /// The root's certificate in a folder of its own, for SSL_CERT_DIR. One of the two can be called, once.

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
-#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -43,15 +41,6 @@ class Issuer {
 
 class RevocationListsTest : public testing::Test {
  protected:
-  RevocationListsTest() {
-    for (const auto& entry : std::filesystem::directory_iterator(authority_.rootAndRevocationsFolder())) {
-      const std::string name = entry.path().filename();
-      if (name.ends_with(".r0")) {
-        prefix_ = name.substr(0, name.size() - 1);
-      }
-    }
-  }
-
   /// The path of a list of the authority.
   std::string file(int number) const { return folder_.file(prefix_ + std::to_string(number)); }
   std::string list() { return test::readFile(authority_.revocationsFile()); }
@@ -75,7 +64,7 @@ class RevocationListsTest : public testing::Test {
 
   test::CertificateAuthority authority_;
   Issuer issuer_{authority_};
-  std::string prefix_;
+  const std::string prefix_ = authority_.revocationsPrefix();
   test::TemporaryFolder folder_;
   std::unique_ptr<X509_STORE, Release<X509_STORE_free>> store_{X509_STORE_new()};
   RevocationLists lists_{store_.get(), folder_.path()};

@@ -22,6 +22,8 @@ class TrustSurroundings {
   /// Signed by nobody known, but in the store itself.
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
 
+  /// Where the store's certificates and lists are looked for by name.
+  const std::string& storeFolder() const { return folder_.path(); }
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
   /// Replaces the trust settings' file as a whole, by one that only the user may write.
   void writeSettings(const std::string& content);

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <sys/resource.h>
 
 #include <atomic>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <thread>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "foundation/security/Trust.h"
+#include "tests/support/Files.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
 
 namespace foundation {
@@ -216,6 +219,24 @@ TEST_F(TrustTest, FindsARevokedIntermediateSentOrNot) {
   const Chain chain = chainOf(surroundings_.revokedIssuersLeaf());
   expectOutcome({"sent", chain, "localhost", TrustResult::FatalTrustFailure, {{}, {Revoked}}});
   expectOutcome({"not sent", {chain[0]}, "localhost", TrustResult::FatalTrustFailure, {{Revoked}}});
+}
+
+TEST_F(TrustTest, FailsWhileARevocationListCannotBeRead) {
+  Trust trust(chainOf(authority_.good()), TrustPolicy::ssl("localhost"));
+  EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
+  const std::string list = surroundings_.storeFolder() + "/" + authority_.revocationsPrefix() + "0";
+  // Looked at and known to be none, it would change nothing.
+  test::writeFile(list, "no list");
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const TrustResult result = evaluate(trust);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(result, TrustResult::OtherError);
+  EXPECT_EQ(trust.statusChain(), (StatusChain{{InternalError}}));
+  EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
+  std::remove(list.c_str());
 }
 
 TEST_F(TrustTest, EvaluatesAtTheGivenDate) {
