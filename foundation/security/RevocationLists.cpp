@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -79,10 +80,13 @@ RevocationLists::Read RevocationLists::read(const X509_NAME* issuer) {
     for (int number = 0;; ++number) {
       const std::string path = folder + "/" + *prefix + std::to_string(number);
       struct stat status = {};
-      if (lstat(path.c_str(), &status) != 0) {
+      if (lstat(path.c_str(), &status) == 0) {
+        all = std::max(all, readFile(path));
+      } else if (isShortage(errno)) {
+        return Read::NotNow;
+      } else {
         break;
       }
-      all = std::max(all, readFile(path));
     }
   }
   return all;
