@@ -17,7 +17,12 @@ RegularFile::RegularFile(const std::string& path, Access access)
     return;
   }
   struct stat status {};
-  if (fstat(descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (fstat(descriptor_.number(), &status) != 0) {
+    error_ = errno;
+    descriptor_.reset();
+    return;
+  }
+  if (!S_ISREG(status.st_mode)) {
     descriptor_.reset();
     return;
   }

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 
 #include "foundation/base/Descriptor.h"
@@ -24,6 +26,11 @@ namespace {
 struct Verification {
   const std::vector<Certificate>& chain;
   std::vector<Finding> findings;
+  /// There was no memory to note one.
+  bool isIncomplete = false;
+  /// OpenSSL has found no revocation list although the store holds one: there was no memory for it, or it is none for
+  /// the certificate.
+  bool mayHaveMissedAList = false;
 
   std::optional<std::size_t> indexOf(const X509* x509) const {
     for (std::size_t i = 0; i < chain.size(); ++i) {
@@ -122,15 +129,33 @@ Finding findingAt(const Verification& verification, X509_STORE_CTX* context, Tru
   return {indexBeneath(verification, context), isRecoverable(status) ? TrustStatus::UnknownIssuer : status};
 }
 
+bool holdsAList(X509_STORE* store, const X509_NAME* issuer) {
+  X509_STORE_lock(store);
+  const X509_OBJECT* list =
+      X509_OBJECT_retrieve_by_subject(X509_STORE_get0_objects(store), X509_LU_CRL, issuer);
+  X509_STORE_unlock(store);
+  return list != nullptr;
+}
+
 void record(Verification& verification, X509_STORE_CTX* context) {
+  if (X509_STORE_CTX_get_error(context) == X509_V_ERR_UNABLE_TO_GET_CRL &&
+      holdsAList(X509_STORE_CTX_get0_store(context),
+                 X509_get_issuer_name(X509_STORE_CTX_get_current_cert(context)))) {
+    verification.mayHaveMissedAList = true;
+  }
   if (const auto status = statusOf(X509_STORE_CTX_get_error(context))) {
     verification.findings.push_back(findingAt(verification, context, *status));
   }
 }
 
-extern "C" int onVerified(int isGood, X509_STORE_CTX* context) {
+extern "C" int onVerified(int isGood, X509_STORE_CTX* context) noexcept {
   if (isGood == 0) {
-    record(*static_cast<Verification*>(X509_STORE_CTX_get_app_data(context)), context);
+    auto& verification = *static_cast<Verification*>(X509_STORE_CTX_get_app_data(context));
+    try {
+      record(verification, context);
+    } catch (const std::bad_alloc&) {
+      verification.isIncomplete = true;
+    }
   }
   return 1;
 }
@@ -157,16 +182,34 @@ int securityLevel() {
   return true;
 }
 
-/// The revocation lists of a chain's issuers.
-RevocationLists::Read readRevocationLists(RevocationLists& lists, const STACK_OF(X509) * chain) {
-  auto all = RevocationLists::Read::NothingNew;
+/// False when a revocation list of the chain's issuers cannot be read.
+bool readRevocationLists(RevocationLists& lists, const STACK_OF(X509) * chain) {
   for (int i = 0; i < sk_X509_num(chain); ++i) {
-    all = std::max(all, lists.read(X509_get_issuer_name(sk_X509_value(chain, i))));
+    if (!lists.read(X509_get_issuer_name(sk_X509_value(chain, i)))) {
+      return false;
+    }
   }
-  return all;
+  return true;
 }
 
 /// False when it fails inside: the callback lets everything else pass.
+bool verifyOnce(Verification& verification, CertificateStore& store, STACK_OF(X509) * sent, bool isServer,
+                std::time_t date) {
+  verification.findings.clear();
+  verification.isIncomplete = false;
+  verification.mayHaveMissedAList = false;
+  const VerificationContext context(X509_STORE_CTX_new());
+  if (context == nullptr ||
+      X509_STORE_CTX_init(context.get(), store.x509(), verification.chain.front().x509(), sent) != 1 ||
+      X509_STORE_CTX_set_app_data(context.get(), &verification) != 1 ||
+      !setParameters(context.get(), isServer, date)) {
+    return false;
+  }
+  X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
+  return X509_verify_cert(context.get()) == 1 && !verification.isIncomplete &&
+         readRevocationLists(store.revocationLists(), X509_STORE_CTX_get0_chain(context.get()));
+}
+
 bool verify(Verification& verification, bool isServer, std::time_t date) {
   const std::vector<Certificate>& chain = verification.chain;
   const CertificateStack sent(sk_X509_new_reserve(nullptr, static_cast<int>(chain.size())));
@@ -177,24 +220,18 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   for (std::size_t i = 1; i < chain.size(); ++i) {
     sk_X509_push(sent.get(), chain[i].x509());
   }
-  // Whose lists are needed is known when the chain is built. Each list is new once.
-  auto lists = RevocationLists::Read::SomeNew;
-  while (lists == RevocationLists::Read::SomeNew) {
-    verification.findings.clear();
-    const VerificationContext context(X509_STORE_CTX_new());
-    if (context == nullptr ||
-        X509_STORE_CTX_init(context.get(), store->x509(), chain.front().x509(), sent.get()) != 1 ||
-        !setParameters(context.get(), isServer, date)) {
+  // Whose lists are needed is known when the chain is built. They may be there by then, read for another verification.
+  std::uint64_t version = 0;
+  bool isSecondLook = false;
+  do {
+    isSecondLook = isSecondLook || verification.mayHaveMissedAList;
+    version = store->revocationLists().version();
+    if (!verifyOnce(verification, *store, sent.get(), isServer, date)) {
       return false;
     }
-    X509_STORE_CTX_set_app_data(context.get(), &verification);
-    X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
-    if (X509_verify_cert(context.get()) != 1) {
-      return false;
-    }
-    lists = readRevocationLists(store->revocationLists(), X509_STORE_CTX_get0_chain(context.get()));
-  }
-  return lists != RevocationLists::Read::NotNow;
+  } while (version != store->revocationLists().version() ||
+           (verification.mayHaveMissedAList && !isSecondLook));
+  return true;
 }
 
 /// OpenSSL looks for authorities in files, without a word of those that it cannot open. By now the descriptor that was

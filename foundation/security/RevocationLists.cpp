@@ -1,11 +1,13 @@
 #include "foundation/security/RevocationLists.h"
 
+#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
@@ -43,8 +45,13 @@ std::optional<std::string> prefixOf(const X509_NAME* issuer) {
   return isHashed != 0 ? std::optional<std::string>(prefix) : std::nullopt;
 }
 
-std::vector<List> listsOf(std::string_view bytes) {
+struct Content {
   std::vector<List> lists;
+  /// There is nothing else.
+  bool isWhole = false;
+};
+
+void addInPem(Content& content, std::string_view bytes) {
   const Input input(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
   if (input == nullptr) {
     throw std::bad_alloc();
@@ -52,15 +59,40 @@ std::vector<List> listsOf(std::string_view bytes) {
   // Without a password nobody is asked for one.
   char none[] = "";
   while (X509_CRL* list = PEM_read_bio_X509_CRL(input.get(), nullptr, nullptr, none)) {
-    lists.emplace_back(list);
+    content.lists.emplace_back(list);
   }
-  if (lists.empty()) {
-    auto* next = reinterpret_cast<const unsigned char*>(bytes.data());
-    if (X509_CRL* list = d2i_X509_CRL(nullptr, &next, static_cast<long>(bytes.size()))) {
-      lists.emplace_back(list);
-    }
+  content.isWhole = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+}
+
+void addInDer(Content& content, std::string_view bytes) {
+  auto* next = reinterpret_cast<const unsigned char*>(bytes.data());
+  X509_CRL* list = d2i_X509_CRL(nullptr, &next, static_cast<long>(bytes.size()));
+  if (list != nullptr) {
+    content.lists.emplace_back(list);
   }
-  return lists;
+  content.isWhole = list != nullptr;
+}
+
+/// Takes them, all that the thread has.
+bool areErrorsOfMemory() {
+  bool areSome = false;
+  while (const unsigned long error = ERR_get_error()) {
+    areSome = areSome || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+  }
+  return areSome;
+}
+
+Content contentOf(std::string_view bytes) {
+  Content content;
+  ERR_clear_error();
+  addInPem(content, bytes);
+  if (content.lists.empty()) {
+    addInDer(content, bytes);
+  }
+  if (areErrorsOfMemory()) {
+    throw std::bad_alloc();
+  }
+  return content;
 }
 
 }  // namespace
@@ -69,55 +101,59 @@ RevocationLists::RevocationLists(X509_STORE* store, std::string_view folders)
     : store_(store), folders_(split(folders)) {
 }
 
-RevocationLists::Read RevocationLists::read(const X509_NAME* issuer) {
+bool RevocationLists::read(const X509_NAME* issuer) {
   const std::optional<std::string> prefix = prefixOf(issuer);
   if (!prefix) {
-    return Read::NotNow;
+    return false;
   }
   const std::lock_guard lock(mutex_);
-  Read all = Read::NothingNew;
   for (const std::string& folder : folders_) {
     for (int number = 0;; ++number) {
       const std::string path = folder + "/" + *prefix + std::to_string(number);
       struct stat status = {};
-      if (lstat(path.c_str(), &status) == 0) {
-        all = std::max(all, readFile(path));
+      if (stat(path.c_str(), &status) == 0) {
+        if (!readFile(path, FileState(status))) {
+          trace(TraceLevel::Warning, "the revocation list cannot be read now: " + path);
+          return false;
+        }
       } else if (isShortage(errno)) {
-        return Read::NotNow;
-      } else {
-        break;
+        return false;
+      } else if (lstat(path.c_str(), &status) != 0) {
+        break;  // not even a link to nowhere
       }
     }
   }
-  return all;
+  return true;
 }
 
-/// What is no list now may be one later.
-RevocationLists::Read RevocationLists::readFile(const std::string& path) {
-  if (read_.contains(path)) {
-    return Read::NothingNew;
+bool RevocationLists::readFile(const std::string& path, const FileState& state) {
+  const auto known = known_.find(path);
+  if (known != known_.end() && known->second.state == state) {
+    return true;
   }
   const RegularFile file(path);
-  if (!file.isOpen() && !isShortage(file.error())) {
-    return Read::NothingNew;
+  if (!file.isOpen()) {
+    return !isShortage(file.error());
   }
-  const std::optional<std::string> bytes =
-      file.isOpen() ? file.readAll(std::numeric_limits<int>::max()) : std::nullopt;
+  const std::optional<std::string> bytes = file.readAll(std::numeric_limits<int>::max());
   if (!bytes) {
-    trace(TraceLevel::Warning, "the revocation list cannot be read now: " + path);
-    return Read::NotNow;
+    return false;
   }
-  const std::vector<List> lists = listsOf(*bytes);
-  for (const List& list : lists) {
+  const Content content = contentOf(*bytes);
+  for (const List& list : content.lists) {
     if (X509_STORE_add_crl(store_, list.get()) != 1) {
       throw std::bad_alloc();
     }
   }
-  if (lists.empty()) {
-    return Read::NothingNew;
+  const Known now = {.state = content.isWhole && state.isSettled() ? std::optional(state) : std::nullopt,
+                     .digest = std::hash<std::string>()(*bytes),
+                     .lists = content.lists.size()};
+  if (known == known_.end() ? now.lists > 0
+                            : now.digest != known->second.digest || now.lists != known->second.lists) {
+    ++version_;
   }
-  read_.insert(path);
-  return Read::SomeNew;
+  known_.insert_or_assign(path, now);
+  return true;
 }
 
 }  // namespace foundation

@@ -1,12 +1,19 @@
 #pragma once
 
 #include <openssl/x509.h>
+#include <sys/stat.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
 #include <mutex>
-#include <set>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "foundation/files/FileState.h"
 
 namespace foundation {
 
@@ -15,26 +22,31 @@ namespace foundation {
 /// open, which it may never look at again. Any thread.
 class RevocationLists {
  public:
-  enum class Read {
-    NothingNew,
-    SomeNew,
-    NotNow,  ///< One of them, for want of a descriptor or memory. The next call tries again.
-  };
-
   /// `folders`: separated by colons. The store outlives the lists.
   RevocationLists(X509_STORE* store, std::string_view folders);
 
-  /// Puts those of an issuer into the store, each once.
-  Read read(const X509_NAME* issuer);
+  /// Puts those of an issuer into the store that are new or have changed. False when one of them cannot be read now,
+  /// for want of descriptors or memory; the next call tries again.
+  bool read(const X509_NAME* issuer);
+  /// Another one whenever lists have been put into the store, by whichever thread.
+  std::uint64_t version() const { return version_; }
 
  private:
-  Read readFile(const std::string& path);
-  bool add(std::string_view bytes);
+  /// What a file held last.
+  struct Known {
+    /// Nothing while it has to be read again.
+    std::optional<FileState> state;
+    std::size_t digest;
+    std::size_t lists;
+  };
+
+  bool readFile(const std::string& path, const FileState& state);
 
   X509_STORE* const store_;
-  std::vector<std::string> folders_;
+  const std::vector<std::string> folders_;
+  std::atomic<std::uint64_t> version_ = 0;
   std::mutex mutex_;
-  std::set<std::string> read_;
+  std::map<std::string, Known> known_;
 };
 
 }  // namespace foundation

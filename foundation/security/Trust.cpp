@@ -123,7 +123,7 @@ TrustResult Trust::evaluateChain() {
   for (const std::optional<Certificate>& certificate : certificates_) {
     chain.push_back(*certificate);
   }
-  if (policy_.isServer && !isIssuedTo(chain.front(), policy_.host)) {
+  if (policy_.isServer && !policy_.isForAnyHost && !isIssuedTo(chain.front(), policy_.host)) {
     note(0, TrustStatus::HostNameMismatch);
   }
   for (const Finding& finding :

@@ -49,11 +49,15 @@ struct FOUNDATION_EXPORT TrustPolicy {
   std::string host;
   /// The leaf must be a TLS server's, issued to `host`.
   bool isServer = false;
+  /// Others look at the host.
+  bool isForAnyHost = false;
 
   /// The chain alone: no purpose, no host.
   static TrustPolicy basicX509() { return {}; }
   /// A TLS server. Nothing is issued to an empty host.
-  static TrustPolicy ssl(std::string host) { return {.host = std::move(host), .isServer = true}; }
+  static TrustPolicy ssl(std::string host) { return {.host = std::move(host), .isServer = true, .isForAnyHost = false}; }
+  /// A TLS server, whatever its host.
+  static TrustPolicy sslAnyHost() { return {.host = {}, .isServer = true, .isForAnyHost = true}; }
 
   bool operator==(const TrustPolicy&) const = default;
 };

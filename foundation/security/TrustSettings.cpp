@@ -6,15 +6,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <tuple>
 
 #include "foundation/base/Shortage.h"
 #include "foundation/base/Trace.h"
+#include "foundation/files/FileState.h"
 #include "foundation/files/PropertyList.h"
 #include "foundation/files/RegularFile.h"
 #include "foundation/files/SearchPath.h"
@@ -24,17 +23,6 @@ namespace {
 
 /// The settings by upper-case SHA-1.
 using TrustList = std::map<std::string, std::vector<Dictionary>, std::less<>>;
-
-/// What tells one state of a file from another: device, inode, size, seconds and nanoseconds of the change that nobody
-/// can date back.
-using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long>;
-
-/// Whether a further change could not have the same date: those of a file are as coarse as the kernel's ticks.
-bool isSettled(const struct stat& status) {
-  constexpr time_t kSeconds = 1;
-  timespec now = {};
-  return clock_gettime(CLOCK_REALTIME, &now) == 0 && now.tv_sec > status.st_ctim.tv_sec + kSeconds;
-}
 
 /// Only whoever the settings are for, or root, may lay them down.
 bool isUsersOwn(const RegularFile& file) {
@@ -112,11 +100,10 @@ class TrustSettingsFile {
       list_.reset();
       return isShortage(error) ? std::make_shared<const std::optional<TrustList>>() : nullptr;
     }
-    const FileState state(status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
-                          status.st_ctim.tv_nsec);
+    const FileState state(status);
     if (state_ != state) {
       list_ = std::make_shared<const std::optional<TrustList>>(readTrustList(path_));
-      state_ = *list_ && isSettled(status) ? std::optional(state) : std::nullopt;
+      state_ = *list_ && state.isSettled() ? std::optional(state) : std::nullopt;
     }
     return list_;
   }

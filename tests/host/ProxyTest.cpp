@@ -87,6 +87,17 @@ TEST_P(SecureProxy, ThatIsInOrderServes) {
   EXPECT_TRUE(host.panels().empty());
 }
 
+/// Whatever curl keeps of connections that went without it.
+TEST_P(SecureProxy, ThatIsUsedLaterServes) {
+  NginxServer origin({.certificate = authority.good()});
+  SquidServer proxy({.certificate = authority.issue({.name = "proxy"})});
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.tlsUrl("/text")}), done("Hello, pool!"));
+  use(proxy);
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), done("Hello, pool!"));
+  EXPECT_FALSE(proxy.accesses().empty());
+}
+
 /// Not even when the origin is at the same host.
 TEST_P(SecureProxy, ThatIsNotInOrderIsRefusedAndNobodyAsked) {
   const bool isByName = GetParam() == std::string("localhost");

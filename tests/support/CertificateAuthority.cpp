@@ -72,15 +72,21 @@ std::string decodeBase64(const std::string& text) {
 
 }  // namespace
 
-CertificateAuthority::CertificateAuthority() {
+CertificateAuthority::CertificateAuthority(const std::string& commonName) {
   writeFile(folder_.file("openssl.cnf"), kConfiguration);
   writeFile(folder_.file("index.txt"), "");
-  makeRoot("root", "TestRoot");
+  makeRoot("root", commonName);
 }
 
 std::string CertificateAuthority::revocationsFile() {
   run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem");
   return folder_.file("revocations.pem");
+}
+
+std::string CertificateAuthority::revocationsInDerFile() {
+  revocationsFile();
+  run("crl -in revocations.pem -outform DER -out revocations.der");
+  return folder_.file("revocations.der");
 }
 
 std::string CertificateAuthority::revocationsPrefix() {

@@ -34,13 +34,17 @@ class CertificateAuthority {
     std::string digest = "sha256";
   };
 
-  CertificateAuthority();
+  /// Those of one name are taken for one another, unless somebody looks at their keys.
+  explicit CertificateAuthority(const std::string& commonName = "TestRoot");
 
   /// The root's certificate; as SSL_CERT_FILE it makes the leaves trusted.
   std::string rootFile() const { return folder_.file("root.pem"); }
   /// A list of what the root has revoked so far, another one each time.
   std::string revocationsFile();
-  /// What the names of such lists begin with in a folder for SSL_CERT_DIR; a number follows.
+  /// The same in DER.
+  std::string revocationsInDerFile();
+  /// What the names of such lists begin with in a folder for SSL_CERT_DIR; a number follows. Those of certificates
+  /// have no "r" at the end.
   std::string revocationsPrefix();
   /// The root's certificate and such a list.
   std::string rootAndRevocationsFile();

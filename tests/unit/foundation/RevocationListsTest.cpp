@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -18,13 +19,8 @@
 
 namespace foundation {
 
-void PrintTo(RevocationLists::Read read, std::ostream* out) {
-  *out << static_cast<int>(read);
-}
-
 namespace {
 
-using enum RevocationLists::Read;
 using Input = std::unique_ptr<BIO, Release<BIO_free_all>>;
 
 /// The certificate of an authority, for its name.
@@ -44,14 +40,11 @@ class RevocationListsTest : public testing::Test {
   /// The path of a list of the authority.
   std::string file(int number) const { return folder_.file(prefix_ + std::to_string(number)); }
   std::string list() { return test::readFile(authority_.revocationsFile()); }
-  static std::string inDer(const std::string& list) {
-    const Input input(BIO_new_mem_buf(list.data(), static_cast<int>(list.size())));
-    const std::unique_ptr<X509_CRL, Release<X509_CRL_free>> parsed(
-        PEM_read_bio_X509_CRL(input.get(), nullptr, nullptr, nullptr));
-    std::string bytes(static_cast<std::size_t>(i2d_X509_CRL(parsed.get(), nullptr)), '\0');
-    auto* next = reinterpret_cast<unsigned char*>(bytes.data());
-    i2d_X509_CRL(parsed.get(), &next);
-    return bytes;
+  /// Whether lists have been put into the store.
+  bool readsSome() {
+    const std::uint64_t before = lists_.version();
+    EXPECT_TRUE(lists_.read(issuer_.name()));
+    return lists_.version() != before;
   }
   int listsInTheStore() const {
     const STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(store_.get());
@@ -72,36 +65,36 @@ class RevocationListsTest : public testing::Test {
 
 TEST_F(RevocationListsTest, ReadsEachListOnce) {
   test::writeFile(file(0), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 1);
-  EXPECT_EQ(lists_.read(issuer_.name()), NothingNew);
+  EXPECT_FALSE(readsSome());
   EXPECT_EQ(listsInTheStore(), 1);
 }
 
 TEST_F(RevocationListsTest, ReadsOfAFileAllThatAreInIt) {
   test::writeFile(file(0), "of the root\n" + list() + test::readFile(authority_.rootFile()) + list());
-  test::writeFile(file(1), inDer(list()));
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  test::writeFile(file(1), test::readFile(authority_.revocationsInDerFile()));
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 3);
-  EXPECT_EQ(lists_.read(issuer_.name()), NothingNew);
+  EXPECT_FALSE(readsSome());
 }
 
 TEST_F(RevocationListsTest, ReadsListsThatComeLater) {
-  EXPECT_EQ(lists_.read(issuer_.name()), NothingNew);
+  EXPECT_FALSE(readsSome());
   test::writeFile(file(0), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   test::writeFile(file(1), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 2);
 }
 
 TEST_F(RevocationListsTest, LooksAsFarAsTheNumbersGo) {
   test::writeFile(file(1), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), NothingNew);
+  EXPECT_FALSE(readsSome());
   for (int number = 0; number < 12; ++number) {
     test::writeFile(file(number), list());
   }
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 12);
 }
 
@@ -118,13 +111,13 @@ TEST_F(RevocationListsTest, PassesOverWhatIsNoList) {
   encrypted.insert(encrypted.find('\n') + 1,
                    "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,00112233445566778899AABBCCDDEEFF\n\n");
   test::writeFile(file(6), encrypted);
-  EXPECT_EQ(lists_.read(issuer_.name()), NothingNew);
+  EXPECT_FALSE(readsSome());
   EXPECT_EQ(listsInTheStore(), 0);
   test::writeFile(file(7), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   // The file is as it should be now.
   test::writeFile(file(4), list());
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 2);
 }
 
@@ -134,9 +127,9 @@ TEST_F(RevocationListsTest, LooksIntoEveryFolder) {
   test::writeFile(other.file(prefix_ + "0"), list());
   RevocationLists lists(store_.get(),
                         "::" + folder_.path() + ":" + folder_.file("none") + "::" + other.path() + ":");
-  EXPECT_EQ(lists.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(lists.read(issuer_.name()));
   EXPECT_EQ(listsInTheStore(), 2);
-  EXPECT_EQ(RevocationLists(store_.get(), "").read(issuer_.name()), NothingNew);
+  EXPECT_TRUE(RevocationLists(store_.get(), "").read(issuer_.name()));
 }
 
 TEST_F(RevocationListsTest, LooksForThatIssuersOnly) {
@@ -144,7 +137,7 @@ TEST_F(RevocationListsTest, LooksForThatIssuersOnly) {
   const std::unique_ptr<X509_NAME, Release<X509_NAME_free>> other(X509_NAME_new());
   X509_NAME_add_entry_by_txt(other.get(), "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("other"),
                              -1, -1, 0);
-  EXPECT_EQ(lists_.read(other.get()), NothingNew);
+  EXPECT_TRUE(lists_.read(other.get()));
   EXPECT_EQ(listsInTheStore(), 0);
 }
 
@@ -155,20 +148,58 @@ TEST_F(RevocationListsTest, LooksAgainWhenThereWasNoDescriptor) {
   getrlimit(RLIMIT_NOFILE, &limit);
   const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  const RevocationLists::Read read = lists_.read(issuer_.name());
-  const RevocationLists::Read again = lists_.read(issuer_.name());
+  const bool isRead = lists_.read(issuer_.name());
+  const bool isReadAgain = lists_.read(issuer_.name());
   setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_EQ(read, NotNow);
-  EXPECT_EQ(again, NotNow);
+  EXPECT_FALSE(isRead);
+  EXPECT_FALSE(isReadAgain);
+  EXPECT_EQ(lists_.version(), 0U);
   EXPECT_EQ(listsInTheStore(), 0);
-  EXPECT_EQ(lists_.read(issuer_.name()), SomeNew);
+  EXPECT_TRUE(readsSome());
+  EXPECT_EQ(listsInTheStore(), 2);
+}
+
+TEST_F(RevocationListsTest, NeedsNoDescriptorForWhatIsKnown) {
+  test::writeFile(file(0), list());
+  struct stat status {};
+  // As long as the file's date could hide a change it is read again.
+  while (stat(file(0).c_str(), &status) == 0 && !FileState(status).isSettled()) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(readsSome());
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const bool isRead = lists_.read(issuer_.name());
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_TRUE(isRead);
+}
+
+TEST_F(RevocationListsTest, ReadsAgainWhatIsReplaced) {
+  test::writeFile(file(0), list());
+  EXPECT_TRUE(readsSome());
+  test::writeFile(folder_.file("new"), list());
+  std::filesystem::rename(folder_.file("new"), file(0));
+  EXPECT_TRUE(readsSome());
+  EXPECT_EQ(listsInTheStore(), 2);
+}
+
+TEST_F(RevocationListsTest, ReadsTheRestOfAFileThatWasHalfWritten) {
+  const std::string one = list();
+  const std::string other = list();
+  test::writeFile(file(0), one + other.substr(0, other.size() / 2));
+  EXPECT_TRUE(readsSome());
+  EXPECT_FALSE(readsSome());
+  EXPECT_EQ(listsInTheStore(), 1);
+  test::writeFile(file(0), one + other);
+  EXPECT_TRUE(readsSome());
   EXPECT_EQ(listsInTheStore(), 2);
 }
 
 TEST_F(RevocationListsTest, AreReadByManyThreadsAtOnce) {
   constexpr int kThreads = 8;
   constexpr int kLists = 20;
-  std::atomic<int> someNew = 0;
   std::atomic<int> wrong = 0;
   for (int number = 0; number < kLists; ++number) {
     test::writeFile(file(number), list());
@@ -177,16 +208,15 @@ TEST_F(RevocationListsTest, AreReadByManyThreadsAtOnce) {
   threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
-      someNew += lists_.read(issuer_.name()) == SomeNew ? 1 : 0;
       // Whoever comes later finds them in the store.
-      wrong += listsInTheStore() == kLists ? 0 : 1;
+      wrong += lists_.read(issuer_.name()) && lists_.version() == kLists ? 0 : 1;
     });
   }
   for (std::thread& thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(someNew, 1);
   EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(listsInTheStore(), kLists);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ TrustSurroundings::TrustSurroundings()
                                                  test::readFile(storedLeaf_.chainFile) +
                                                  chain.substr(chain.rfind("-----BEGIN")));
   setenv("SSL_CERT_FILE", folder_.file("store.pem").c_str(), 1);
-  setenv("SSL_CERT_DIR", folder_.path().c_str(), 1);
+  setenv("SSL_CERT_DIR", (folder_.file("none") + ":" + folder_.path()).c_str(), 1);
   setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
   if (g_get_user_config_dir() != folder_.path()) {
     throw std::runtime_error("the user's configuration folder was looked up before it could be replaced");

@@ -22,7 +22,7 @@ class TrustSurroundings {
   /// Signed by nobody known, but in the store itself.
   const test::CertificateAuthority::Leaf& storedLeaf() const { return storedLeaf_; }
 
-  /// Where the store's certificates and lists are looked for by name.
+  /// Where the store's certificates and lists are looked for by name; not the only folder.
   const std::string& storeFolder() const { return folder_.path(); }
   std::string settingsFile() const { return folder_.file("zep/TrustSettings.plist"); }
   /// Replaces the trust settings' file as a whole, by one that only the user may write.

@@ -239,6 +239,36 @@ TEST_F(TrustTest, FailsWhileARevocationListCannotBeRead) {
   std::remove(list.c_str());
 }
 
+/// OpenSSL looks for lists in DER in no folder that is one of many.
+TEST_F(TrustTest, FindsWhatANewListRevokesOnEveryThread) {
+  constexpr int kThreads = 4;
+  constexpr int kAuthorities = 10;
+  for (int i = 0; i < kAuthorities; ++i) {
+    Authority authority("Late" + std::to_string(i));
+    const Chain revoked = chainOf(authority.revoked());
+    const std::string prefix = surroundings_.storeFolder() + "/" + authority.revocationsPrefix();
+    test::writeFile(prefix.substr(0, prefix.size() - 1) + "0", test::readFile(authority.rootFile()));
+    test::writeFile(prefix + "0", test::readFile(authority.revocationsInDerFile()));
+    std::atomic<int> ready = 0;
+    std::atomic<int> refusals = 0;
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&] {
+        ++ready;
+        while (ready < kThreads) {
+          std::this_thread::yield();
+        }
+        refusals += evaluate(revoked, "localhost") == TrustResult::FatalTrustFailure ? 1 : 0;
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(refusals, kThreads) << i;
+  }
+}
+
 TEST_F(TrustTest, EvaluatesAtTheGivenDate) {
   Trust trust(chainOf(authority_.issueByIntermediate({.name = "dated", .notAfter = "20210101000000Z"})),
               TrustPolicy::ssl("localhost"));
