@@ -14,4 +14,13 @@ class ErrorQueueMark {
   ErrorQueueMark& operator=(const ErrorQueueMark&) = delete;
 };
 
+/// Whether one of the errors in the calling thread's queue says that there was no memory. Takes them all.
+inline bool areErrorsOfMemory() {
+  bool areSome = false;
+  while (const unsigned long error = ERR_get_error()) {
+    areSome = areSome || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+  }
+  return areSome;
+}
+
 }  // namespace foundation

@@ -17,6 +17,7 @@
 #include "foundation/base/Shortage.h"
 #include "foundation/base/Trace.h"
 #include "foundation/files/RegularFile.h"
+#include "foundation/security/ErrorQueueMark.h"
 
 namespace foundation {
 namespace {
@@ -71,15 +72,6 @@ void addInDer(Content& content, std::string_view bytes) {
     content.lists.emplace_back(list);
   }
   content.isWhole = list != nullptr;
-}
-
-/// Takes them, all that the thread has.
-bool areErrorsOfMemory() {
-  bool areSome = false;
-  while (const unsigned long error = ERR_get_error()) {
-    areSome = areSome || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
-  }
-  return areSome;
 }
 
 Content contentOf(std::string_view bytes) {

@@ -55,7 +55,9 @@ struct FOUNDATION_EXPORT TrustPolicy {
   /// The chain alone: no purpose, no host.
   static TrustPolicy basicX509() { return {}; }
   /// A TLS server. Nothing is issued to an empty host.
-  static TrustPolicy ssl(std::string host) { return {.host = std::move(host), .isServer = true, .isForAnyHost = false}; }
+  static TrustPolicy ssl(std::string host) {
+    return {.host = std::move(host), .isServer = true, .isForAnyHost = false};
+  }
   /// A TLS server, whatever its host.
   static TrustPolicy sslAnyHost() { return {.host = {}, .isServer = true, .isForAnyHost = true}; }
 

@@ -87,6 +87,16 @@ TEST_P(SecureProxy, ThatIsInOrderServes) {
   EXPECT_TRUE(host.panels().empty());
 }
 
+TEST_P(SecureProxy, ThatAnAuthorityForServersVouchesForServes) {
+  setenv("SSL_CERT_FILE", authority.rootForServersFile().c_str(), 1);
+  NginxServer origin;
+  SquidServer proxy({.certificate = authority.good()});
+  use(proxy);
+  HostPool pool;
+  EXPECT_EQ(pool.run({.url = origin.url("/text")}), done("Hello, pool!"));
+  EXPECT_FALSE(proxy.accesses().empty());
+}
+
 /// Whatever curl keeps of connections that went without it.
 TEST_P(SecureProxy, ThatIsUsedLaterServes) {
   NginxServer origin({.certificate = authority.good()});

@@ -85,5 +85,25 @@ TEST_F(RefusedMemory, OverTLSAndHttp2EndsNeitherTheHostNorTheNextRequest) {
   expectNoHarm(sweep(server_.tlsUrl("/moved"), 400, 1, "warm", "others", authority_.rootFile()), 400, 150);
 }
 
+/// The list is known; to read it takes memory, too, but once.
+TEST_F(RefusedMemory, LetsNoRevokedServerPass) {
+  const TemporaryFolder folder;
+  const CertificateAuthority::Leaf leaf = authority_.revoked();
+  const std::string store = authority_.rootAndRevocationsFile();
+  writeFile(folder.file("leaf"), CertificateAuthority::derChain(leaf.chainFile).front());
+  for (const char* count : {"1", "2", "30"}) {
+    SCOPED_TRACE(count);
+    ChildProcess host({.arguments = {TRUST_MEMORY_HOST_PROGRAM, folder.file("leaf"), count},
+                       .environment = {{"SSL_CERT_FILE", store}, {"XDG_CONFIG_HOME", folder.path()}},
+                       .outputFile = folder.file(count)});
+    EXPECT_EQ(host.wait(std::chrono::minutes(2)), (ChildProcess::End{.exitStatus = 0}));
+    const std::string said = readFile(folder.file(count));
+    EXPECT_EQ(said.find("passes"), std::string::npos) << said;
+    int evaluations = 0;
+    std::sscanf(said.c_str(), "%d evaluations", &evaluations);
+    EXPECT_GT(evaluations, 100);
+  }
+}
+
 }  // namespace
 }  // namespace test

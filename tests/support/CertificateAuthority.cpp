@@ -78,6 +78,11 @@ CertificateAuthority::CertificateAuthority(const std::string& commonName) {
   makeRoot("root", commonName);
 }
 
+std::string CertificateAuthority::rootForServersFile() {
+  run("x509 -in root.pem -addtrust serverAuth -trustout -out servers.pem");
+  return folder_.file("servers.pem");
+}
+
 std::string CertificateAuthority::revocationsFile() {
   run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem");
   return folder_.file("revocations.pem");

@@ -39,6 +39,8 @@ class CertificateAuthority {
 
   /// The root's certificate; as SSL_CERT_FILE it makes the leaves trusted.
   std::string rootFile() const { return folder_.file("root.pem"); }
+  /// The same with a word that it is trusted for TLS servers only.
+  std::string rootForServersFile();
   /// A list of what the root has revoked so far, another one each time.
   std::string revocationsFile();
   /// The same in DER.

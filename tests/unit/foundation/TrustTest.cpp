@@ -299,6 +299,15 @@ TEST_F(TrustTest, EvaluatesAgainByAnotherPolicy) {
   EXPECT_EQ(trust.statusChain(), (StatusChain{{WrongPurpose}}));
 }
 
+TEST_F(TrustTest, EvaluatesAServerWhateverItsHost) {
+  Trust wrongHost(chainOf(authority_.wrongHost()), TrustPolicy::sslAnyHost());
+  EXPECT_EQ(evaluate(wrongHost), TrustResult::Unspecified);
+  Trust client(chainOf(authority_.issue({.name = "anyclient", .extendedKeyUsage = "clientAuth"})),
+               TrustPolicy::sslAnyHost());
+  EXPECT_EQ(evaluate(client), TrustResult::RecoverableTrustFailure);
+  EXPECT_EQ(client.statusChain(), (StatusChain{{WrongPurpose}}));
+}
+
 TEST_F(TrustTest, KnowsItsLastResultForThatPolicyAndThePresentOnly) {
   const TrustPolicy policy = TrustPolicy::ssl("localhost");
   const TrustPolicy other = TrustPolicy::ssl("elsewhere.test");
