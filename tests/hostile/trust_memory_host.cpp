@@ -3,8 +3,8 @@
 //
 //   trust_memory_host FILE COUNT
 //
-// FILE: the certificate in DER. COUNT allocations in a row are refused. Prints where the server passed, and at the end how
-// many evaluations there were.
+// FILE: the certificate in DER. COUNT allocations in a row are refused. Prints where the server passed, and at the end
+// how many evaluations there were.
 
 #include <cerrno>
 #include <cstdio>
