@@ -33,33 +33,36 @@ const char* defaultFolders() {
   return named != nullptr ? named : X509_get_default_cert_dir();
 }
 
-/// OpenSSL's default places as it sets them up by itself, but for its silence on memory.
-void addDefaultPlaces(X509_STORE* store) {
-  X509_LOOKUP* file = X509_STORE_add_lookup(store, X509_LOOKUP_file());
-  X509_LOOKUP* folders = X509_STORE_add_lookup(store, X509_LOOKUP_hash_dir());
-  X509_LOOKUP* uris = X509_STORE_add_lookup(store, X509_LOOKUP_store());
-  if (file == nullptr || folders == nullptr || uris == nullptr) {
-    throw std::bad_alloc();
-  }
-  ERR_clear_error();
-  X509_LOOKUP_load_file(file, nullptr, X509_FILETYPE_DEFAULT);
-  X509_LOOKUP_add_dir(folders, nullptr, X509_FILETYPE_DEFAULT);
-  X509_LOOKUP_add_store(uris, nullptr);
-  if (areErrorsOfMemory()) {
-    throw std::bad_alloc();
-  }
-}
-
 }  // namespace
 
 CertificateStore::CertificateStore(X509Store x509)
     : x509_(std::move(x509)), revocationLists_(x509_.get(), defaultFolders()) {
 }
 
+/// As OpenSSL does it by itself, but once for the folders, and not silent when it says that there was no memory.
+void CertificateStore::addDefaultPlaces() {
+  X509_LOOKUP* file = X509_STORE_add_lookup(x509(), X509_LOOKUP_file());
+  X509_LOOKUP* folders = X509_STORE_add_lookup(x509(), X509_LOOKUP_hash_dir());
+  X509_LOOKUP* uris = X509_STORE_add_lookup(x509(), X509_LOOKUP_store());
+  if (file == nullptr || folders == nullptr || uris == nullptr) {
+    throw std::bad_alloc();
+  }
+  ERR_clear_error();
+  X509_LOOKUP_load_file(file, nullptr, X509_FILETYPE_DEFAULT);
+  if (!hasFolders_) {
+    X509_LOOKUP_add_dir(folders, nullptr, X509_FILETYPE_DEFAULT);
+    X509_LOOKUP_add_store(uris, nullptr);
+  }
+  if (areErrorsOfMemory()) {
+    throw std::bad_alloc();
+  }
+  hasFolders_ = true;
+}
+
 /// Not loaded is a store whose file has given nothing: there may have been no descriptor to read it, of which OpenSSL
 /// says nothing.
 CertificateStore::Loaded CertificateStore::load() {
-  addDefaultPlaces(x509());
+  addDefaultPlaces();
   if (!isEmpty(x509()) || access(defaultFile(), F_OK) != 0) {
     return Loaded::Yes;
   }

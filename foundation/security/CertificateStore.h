@@ -26,8 +26,10 @@ class CertificateStore {
 
   explicit CertificateStore(X509Store x509);
   Loaded load();
+  void addDefaultPlaces();
 
   const X509Store x509_;
+  bool hasFolders_ = false;
   RevocationLists revocationLists_;
 };
 

@@ -28,9 +28,6 @@ struct Verification {
   std::vector<Finding> findings;
   /// There was no memory to note one.
   bool isIncomplete = false;
-  /// OpenSSL has found no revocation list although the store holds one: there was no memory for it, or it is none for
-  /// the certificate.
-  bool mayHaveMissedAList = false;
 
   std::optional<std::size_t> indexOf(const X509* x509) const {
     for (std::size_t i = 0; i < chain.size(); ++i) {
@@ -129,20 +126,7 @@ Finding findingAt(const Verification& verification, X509_STORE_CTX* context, Tru
   return {indexBeneath(verification, context), isRecoverable(status) ? TrustStatus::UnknownIssuer : status};
 }
 
-bool holdsAList(X509_STORE* store, const X509_NAME* issuer) {
-  X509_STORE_lock(store);
-  const X509_OBJECT* list =
-      X509_OBJECT_retrieve_by_subject(X509_STORE_get0_objects(store), X509_LU_CRL, issuer);
-  X509_STORE_unlock(store);
-  return list != nullptr;
-}
-
 void record(Verification& verification, X509_STORE_CTX* context) {
-  if (X509_STORE_CTX_get_error(context) == X509_V_ERR_UNABLE_TO_GET_CRL &&
-      holdsAList(X509_STORE_CTX_get0_store(context),
-                 X509_get_issuer_name(X509_STORE_CTX_get_current_cert(context)))) {
-    verification.mayHaveMissedAList = true;
-  }
   if (const auto status = statusOf(X509_STORE_CTX_get_error(context))) {
     verification.findings.push_back(findingAt(verification, context, *status));
   }
@@ -182,35 +166,53 @@ int securityLevel() {
   return true;
 }
 
-/// False when a revocation list of the chain's issuers cannot be read.
-bool readRevocationLists(RevocationLists& lists, const STACK_OF(X509) * chain) {
-  for (int i = 0; i < sk_X509_num(chain); ++i) {
-    if (!lists.read(X509_get_issuer_name(sk_X509_value(chain, i)))) {
-      return false;
-    }
-  }
-  return true;
+enum class Lists { None, Some, Unreadable };
+
+bool holdsAList(X509_STORE* store, const X509_NAME* issuer) {
+  X509_STORE_lock(store);
+  const X509_OBJECT* list =
+      X509_OBJECT_retrieve_by_subject(X509_STORE_get0_objects(store), X509_LU_CRL, issuer);
+  X509_STORE_unlock(store);
+  return list != nullptr;
 }
 
-/// False when it fails inside: the callback lets everything else pass.
-bool verifyOnce(Verification& verification, CertificateStore& store, STACK_OF(X509) * sent, bool isServer,
-                std::time_t date) {
-  verification.findings.clear();
-  verification.isIncomplete = false;
-  verification.mayHaveMissedAList = false;
+/// The revocation lists of the chain's issuers, put into the store.
+Lists readLists(CertificateStore& store, const STACK_OF(X509) * chain) {
+  auto lists = Lists::None;
+  for (int i = 0; i < sk_X509_num(chain); ++i) {
+    const X509_NAME* issuer = X509_get_issuer_name(sk_X509_value(chain, i));
+    if (!store.revocationLists().read(issuer)) {
+      return Lists::Unreadable;
+    }
+    if (holdsAList(store.x509(), issuer)) {
+      lists = Lists::Some;
+    }
+  }
+  return lists;
+}
+
+/// Nothing when it fails inside: the callback lets everything else pass. Else what lists there are by then.
+std::optional<Lists> verifyOnce(Verification& verification, CertificateStore& store, STACK_OF(X509) * sent,
+                                bool isServer, std::time_t date) {
   const VerificationContext context(X509_STORE_CTX_new());
   if (context == nullptr ||
       X509_STORE_CTX_init(context.get(), store.x509(), verification.chain.front().x509(), sent) != 1 ||
       X509_STORE_CTX_set_app_data(context.get(), &verification) != 1 ||
       !setParameters(context.get(), isServer, date)) {
-    return false;
+    return std::nullopt;
   }
   X509_STORE_CTX_set_verify_cb(context.get(), onVerified);
-  return X509_verify_cert(context.get()) == 1 && !verification.isIncomplete &&
-         readRevocationLists(store.revocationLists(), X509_STORE_CTX_get0_chain(context.get()));
+  if (X509_verify_cert(context.get()) != 1 || verification.isIncomplete) {
+    return std::nullopt;
+  }
+  return readLists(store, X509_STORE_CTX_get0_chain(context.get()));
 }
 
+/// Whose lists are needed is known when the chain is built, and they may have come meanwhile, read for another
+/// verification, too. So a chain is verified until they stay; and with any of them once more, because OpenSSL does not
+/// say when it had no memory to choose among them. What one of the looks finds counts.
 bool verify(Verification& verification, bool isServer, std::time_t date) {
+  constexpr int kMostLooks = 20;
   const std::vector<Certificate>& chain = verification.chain;
   const CertificateStack sent(sk_X509_new_reserve(nullptr, static_cast<int>(chain.size())));
   CertificateStore* store = CertificateStore::shared();
@@ -220,18 +222,19 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   for (std::size_t i = 1; i < chain.size(); ++i) {
     sk_X509_push(sent.get(), chain[i].x509());
   }
-  // Whose lists are needed is known when the chain is built. They may be there by then, read for another verification.
-  std::uint64_t version = 0;
-  bool isSecondLook = false;
-  do {
-    isSecondLook = isSecondLook || verification.mayHaveMissedAList;
-    version = store->revocationLists().version();
-    if (!verifyOnce(verification, *store, sent.get(), isServer, date)) {
+  int looksAtTheSame = 0;
+  for (int look = 0; look < kMostLooks; ++look) {
+    const std::uint64_t version = store->revocationLists().version();
+    const std::optional<Lists> lists = verifyOnce(verification, *store, sent.get(), isServer, date);
+    if (!lists || lists == Lists::Unreadable) {
       return false;
     }
-  } while (version != store->revocationLists().version() ||
-           (verification.mayHaveMissedAList && !isSecondLook));
-  return true;
+    looksAtTheSame = version == store->revocationLists().version() ? looksAtTheSame + 1 : 0;
+    if (looksAtTheSame == (lists == Lists::Some ? 2 : 1)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 /// OpenSSL looks for authorities in files, without a word of those that it cannot open. By now the descriptor that was

@@ -2,6 +2,8 @@
 
 #include <openssl/err.h>
 
+#include <cerrno>
+
 namespace foundation {
 
 /// Takes out of the calling thread's OpenSSL error queue what was added during its life: the TLS connections of
@@ -18,7 +20,7 @@ class ErrorQueueMark {
 inline bool areErrorsOfMemory() {
   bool areSome = false;
   while (const unsigned long error = ERR_get_error()) {
-    areSome = areSome || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+    areSome = areSome || ERR_GET_REASON(error) == (ERR_SYSTEM_ERROR(error) ? ENOMEM : ERR_R_MALLOC_FAILURE);
   }
   return areSome;
 }

@@ -62,6 +62,10 @@ void addInPem(Content& content, std::string_view bytes) {
   while (X509_CRL* list = PEM_read_bio_X509_CRL(input.get(), nullptr, nullptr, none)) {
     content.lists.emplace_back(list);
   }
+  // There is an error at the end, too, unless there was no memory for it.
+  if (ERR_peek_last_error() == 0) {
+    throw std::bad_alloc();
+  }
   content.isWhole = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
 }
 

@@ -85,11 +85,13 @@ TEST_F(RefusedMemory, OverTLSAndHttp2EndsNeitherTheHostNorTheNextRequest) {
   expectNoHarm(sweep(server_.tlsUrl("/moved"), 400, 1, "warm", "others", authority_.rootFile()), 400, 150);
 }
 
-/// The list is known; to read it takes memory, too, but once.
+/// The lists are known; to read them takes memory, too, but once. An older one does not know of the server.
 TEST_F(RefusedMemory, LetsNoRevokedServerPass) {
   const TemporaryFolder folder;
+  const std::string older = readFile(authority_.revocationsFile("20200102000000Z"));
   const CertificateAuthority::Leaf leaf = authority_.revoked();
-  const std::string store = authority_.rootAndRevocationsFile();
+  const std::string store = folder.file("store");
+  writeFile(store, older + readFile(authority_.rootAndRevocationsFile()));
   writeFile(folder.file("leaf"), CertificateAuthority::derChain(leaf.chainFile).front());
   for (const char* count : {"1", "2", "30"}) {
     SCOPED_TRACE(count);

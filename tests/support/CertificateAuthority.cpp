@@ -83,8 +83,9 @@ std::string CertificateAuthority::rootForServersFile() {
   return folder_.file("servers.pem");
 }
 
-std::string CertificateAuthority::revocationsFile() {
-  run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem");
+std::string CertificateAuthority::revocationsFile(const std::string& date) {
+  run("ca -gencrl -config openssl.cnf " + signedBy("root") + " -crldays 3650 -out revocations.pem" +
+      (date.empty() ? "" : " -crl_lastupdate " + date));
   return folder_.file("revocations.pem");
 }
 

@@ -41,14 +41,14 @@ class CertificateAuthority {
   std::string rootFile() const { return folder_.file("root.pem"); }
   /// The same with a word that it is trusted for TLS servers only.
   std::string rootForServersFile();
-  /// A list of what the root has revoked so far, another one each time.
-  std::string revocationsFile();
+  /// A list of what the root has revoked so far, another one each time. The date is its own, as above; empty: now.
+  std::string revocationsFile(const std::string& date = {});
   /// The same in DER.
   std::string revocationsInDerFile();
   /// What the names of such lists begin with in a folder for SSL_CERT_DIR; a number follows. Those of certificates
   /// have no "r" at the end.
   std::string revocationsPrefix();
-  /// The root's certificate and such a list.
+  /// The root's certificate and such a list of now.
   std::string rootAndRevocationsFile();
   /// The root's certificate in a folder of its own, for SSL_CERT_DIR. One of the two can be called, once.
   std::string rootFolder();

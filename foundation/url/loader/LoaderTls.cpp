@@ -174,7 +174,8 @@ bool configureTls(CURL* easy, HandshakeClient& client, const std::string& isolat
     return curl_easy_setopt(easy, option, value) == CURLE_OK;
   };
   // The host name is part of what the client judges. Without a CA file of its own curl does not parse the system's
-  // bundle anew for every connection; with a cache of stores it would put one origin's in the place of a proxy's. A session of an earlier connection would go by without a question.
+  // bundle anew for every connection; with a cache of stores it would put one origin's in the place of a proxy's. A
+  // session of an earlier connection would go by without a question.
   if (!set(CURLOPT_SSL_VERIFYPEER, 1L) || !set(CURLOPT_SSL_VERIFYHOST, 0L) ||
       !set(CURLOPT_CAINFO, static_cast<char*>(nullptr)) ||
       !set(CURLOPT_CAPATH, static_cast<char*>(nullptr)) || !set(CURLOPT_CA_CACHE_TIMEOUT, 0L) ||
