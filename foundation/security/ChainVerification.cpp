@@ -166,7 +166,12 @@ int securityLevel() {
   return true;
 }
 
-enum class Lists { None, Some, Unreadable };
+/// The revocation lists that a verification needs.
+struct Lists {
+  bool areThere = false;
+  /// Of the last of them.
+  std::uint64_t version = 0;
+};
 
 bool holdsAList(X509_STORE* store, const X509_NAME* issuer) {
   X509_STORE_lock(store);
@@ -176,17 +181,17 @@ bool holdsAList(X509_STORE* store, const X509_NAME* issuer) {
   return list != nullptr;
 }
 
-/// The revocation lists of the chain's issuers, put into the store.
-Lists readLists(CertificateStore& store, const STACK_OF(X509) * chain) {
-  auto lists = Lists::None;
+/// Those of the chain's issuers, put into the store. Nothing when one cannot be read.
+std::optional<Lists> readLists(CertificateStore& store, const STACK_OF(X509) * chain) {
+  Lists lists;
   for (int i = 0; i < sk_X509_num(chain); ++i) {
     const X509_NAME* issuer = X509_get_issuer_name(sk_X509_value(chain, i));
-    if (!store.revocationLists().read(issuer)) {
-      return Lists::Unreadable;
+    const std::optional<std::uint64_t> version = store.revocationLists().read(issuer);
+    if (!version) {
+      return std::nullopt;
     }
-    if (holdsAList(store.x509(), issuer)) {
-      lists = Lists::Some;
-    }
+    lists.version = std::max(lists.version, *version);
+    lists.areThere = lists.areThere || holdsAList(store.x509(), issuer);
   }
   return lists;
 }
@@ -226,11 +231,11 @@ bool verify(Verification& verification, bool isServer, std::time_t date) {
   for (int look = 0; look < kMostLooks; ++look) {
     const std::uint64_t version = store->revocationLists().version();
     const std::optional<Lists> lists = verifyOnce(verification, *store, sent.get(), isServer, date);
-    if (!lists || lists == Lists::Unreadable) {
+    if (!lists) {
       return false;
     }
-    looksAtTheSame = version == store->revocationLists().version() ? looksAtTheSame + 1 : 0;
-    if (looksAtTheSame == (lists == Lists::Some ? 2 : 1)) {
+    looksAtTheSame = lists->version <= version ? looksAtTheSame + 1 : 0;
+    if (looksAtTheSame >= (lists->areThere ? 2 : 1)) {
       return true;
     }
   }

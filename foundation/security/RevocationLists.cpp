@@ -97,43 +97,46 @@ RevocationLists::RevocationLists(X509_STORE* store, std::string_view folders)
     : store_(store), folders_(split(folders)) {
 }
 
-bool RevocationLists::read(const X509_NAME* issuer) {
+std::optional<std::uint64_t> RevocationLists::read(const X509_NAME* issuer) {
   const std::optional<std::string> prefix = prefixOf(issuer);
   if (!prefix) {
-    return false;
+    return std::nullopt;
   }
   const std::lock_guard lock(mutex_);
+  std::uint64_t last = 0;
   for (const std::string& folder : folders_) {
     for (int number = 0;; ++number) {
       const std::string path = folder + "/" + *prefix + std::to_string(number);
       struct stat status = {};
       if (stat(path.c_str(), &status) == 0) {
-        if (!readFile(path, FileState(status))) {
+        const std::optional<std::uint64_t> version = readFile(path, FileState(status));
+        if (!version) {
           trace(TraceLevel::Warning, "the revocation list cannot be read now: " + path);
-          return false;
+          return std::nullopt;
         }
+        last = std::max(last, *version);
       } else if (isShortage(errno)) {
-        return false;
+        return std::nullopt;
       } else if (lstat(path.c_str(), &status) != 0) {
         break;  // not even a link to nowhere
       }
     }
   }
-  return true;
+  return last;
 }
 
-bool RevocationLists::readFile(const std::string& path, const FileState& state) {
-  const auto known = known_.find(path);
-  if (known != known_.end() && known->second.state == state) {
-    return true;
+std::optional<std::uint64_t> RevocationLists::readFile(const std::string& path, const FileState& state) {
+  Known& known = known_[path];
+  if (known.state == state) {
+    return known.version;
   }
   const RegularFile file(path);
   if (!file.isOpen()) {
-    return !isShortage(file.error());
+    return isShortage(file.error()) ? std::nullopt : std::optional(known.version);
   }
   const std::optional<std::string> bytes = file.readAll(std::numeric_limits<int>::max());
   if (!bytes) {
-    return false;
+    return std::nullopt;
   }
   const Content content = contentOf(*bytes);
   for (const List& list : content.lists) {
@@ -141,15 +144,14 @@ bool RevocationLists::readFile(const std::string& path, const FileState& state) 
       throw std::bad_alloc();
     }
   }
-  const Known now = {.state = content.isWhole && state.isSettled() ? std::optional(state) : std::nullopt,
-                     .digest = std::hash<std::string>()(*bytes),
-                     .lists = content.lists.size()};
-  if (known == known_.end() ? now.lists > 0
-                            : now.digest != known->second.digest || now.lists != known->second.lists) {
-    ++version_;
+  const std::size_t digest = std::hash<std::string>()(*bytes);
+  if (!content.lists.empty() && (digest != known.digest || content.lists.size() != known.lists)) {
+    known.version = ++version_;
   }
-  known_.insert_or_assign(path, now);
-  return true;
+  known.state = content.isWhole && state.isSettled() ? std::optional(state) : std::nullopt;
+  known.digest = digest;
+  known.lists = content.lists.size();
+  return known.version;
 }
 
 }  // namespace foundation

@@ -25,10 +25,10 @@ class RevocationLists {
   /// `folders`: separated by colons. The store outlives the lists.
   RevocationLists(X509_STORE* store, std::string_view folders);
 
-  /// Puts those of an issuer into the store that are new or have changed. False when one of them cannot be read now,
-  /// for want of descriptors or memory; the next call tries again.
-  bool read(const X509_NAME* issuer);
-  /// Another one whenever lists have been put into the store, by whichever thread.
+  /// Puts those of an issuer into the store that are new or have changed, and returns the version of the last of them, 0
+  /// without any. Nothing when one cannot be read now, for want of descriptors or memory; the next call tries again.
+  std::optional<std::uint64_t> read(const X509_NAME* issuer);
+  /// The version of what was put into the store last, by whichever thread; it rises.
   std::uint64_t version() const { return version_; }
 
  private:
@@ -36,11 +36,12 @@ class RevocationLists {
   struct Known {
     /// Nothing while it has to be read again.
     std::optional<FileState> state;
-    std::size_t digest;
-    std::size_t lists;
+    std::size_t digest = 0;
+    std::size_t lists = 0;
+    std::uint64_t version = 0;
   };
 
-  bool readFile(const std::string& path, const FileState& state);
+  std::optional<std::uint64_t> readFile(const std::string& path, const FileState& state);
 
   X509_STORE* const store_;
   const std::vector<std::string> folders_;
