@@ -4,6 +4,9 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -85,26 +88,49 @@ TEST_F(RefusedMemory, OverTLSAndHttp2EndsNeitherTheHostNorTheNextRequest) {
   expectNoHarm(sweep(server_.tlsUrl("/moved"), 400, 1, "warm", "others", authority_.rootFile()), 400, 150);
 }
 
-/// The lists are known; to read them takes memory, too, but once. An older one does not know of the server.
+/// trust_memory_host with each number of refusals in a row.
+void expectNoServerPasses(const std::vector<std::string>& lists,
+                          const std::map<std::string, std::optional<std::string>>& environment,
+                          const CertificateAuthority::Leaf& leaf) {
+  const TemporaryFolder folder;
+  writeFile(folder.file("leaf"), CertificateAuthority::derChain(leaf.chainFile).front());
+  for (const char* count : {"1", "2", "30"}) {
+    SCOPED_TRACE(count);
+    std::vector<std::string> arguments = {TRUST_MEMORY_HOST_PROGRAM, folder.file("leaf"), count};
+    if (!lists.empty()) {
+      std::filesystem::copy_file(lists[0], folder.file("new"),
+                                 std::filesystem::copy_options::overwrite_existing);
+      std::filesystem::remove(lists[1]);
+      arguments.insert(arguments.end(), {folder.file("new"), lists[1]});
+    }
+    ChildProcess host({.arguments = arguments, .environment = environment, .outputFile = folder.file(count)});
+    EXPECT_EQ(host.wait(std::chrono::minutes(4)), (ChildProcess::End{.exitStatus = 0}));
+    int evaluations = 0;
+    const std::string said = readFile(folder.file(count));
+    std::sscanf(said.c_str(), "%d evaluations", &evaluations);
+    EXPECT_GT(evaluations, 100) << said;
+  }
+}
+
+/// The lists are known. An older one does not know of the server.
 TEST_F(RefusedMemory, LetsNoRevokedServerPass) {
   const TemporaryFolder folder;
   const std::string older = readFile(authority_.revocationsFile("20200102000000Z"));
   const CertificateAuthority::Leaf leaf = authority_.revoked();
   const std::string store = folder.file("store");
   writeFile(store, older + readFile(authority_.rootAndRevocationsFile()));
-  writeFile(folder.file("leaf"), CertificateAuthority::derChain(leaf.chainFile).front());
-  for (const char* count : {"1", "2", "30"}) {
-    SCOPED_TRACE(count);
-    ChildProcess host({.arguments = {TRUST_MEMORY_HOST_PROGRAM, folder.file("leaf"), count},
-                       .environment = {{"SSL_CERT_FILE", store}, {"XDG_CONFIG_HOME", folder.path()}},
-                       .outputFile = folder.file(count)});
-    EXPECT_EQ(host.wait(std::chrono::minutes(2)), (ChildProcess::End{.exitStatus = 0}));
-    const std::string said = readFile(folder.file(count));
-    EXPECT_EQ(said.find("passes"), std::string::npos) << said;
-    int evaluations = 0;
-    std::sscanf(said.c_str(), "%d evaluations", &evaluations);
-    EXPECT_GT(evaluations, 100);
-  }
+  expectNoServerPasses({}, {{"SSL_CERT_FILE", store}, {"XDG_CONFIG_HOME", folder.path()}}, leaf);
+}
+
+/// OpenSSL by itself looks for no list in DER in one of many folders.
+TEST_F(RefusedMemory, LetsNoServerPassThatANewListRevokes) {
+  const TemporaryFolder folder;
+  const CertificateAuthority::Leaf leaf = authority_.revoked();
+  expectNoServerPasses({authority_.revocationsInDerFile(), folder.file(authority_.revocationsPrefix() + "0")},
+                       {{"SSL_CERT_FILE", authority_.rootFile()},
+                        {"SSL_CERT_DIR", folder.file("none") + ":" + folder.path()},
+                        {"XDG_CONFIG_HOME", folder.path()}},
+                       leaf);
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
-// A program that evaluates the certificate of a revoked server again and again and is refused memory meanwhile: its
-// malloc(3) family fails the n-th time it is called, for each n until the evaluation is through before.
+// A program that evaluates the certificate of a revoked server and is refused memory meanwhile: its malloc(3) family
+// fails the n-th time it is called, in a child process for each n until the evaluation is through before.
 //
-//   trust_memory_host FILE COUNT
+//   trust_memory_host FILE COUNT [NEW LIST]
 //
-// FILE: the certificate in DER. COUNT allocations in a row are refused. Prints where the server passed, and at the end
-// how many evaluations there were.
+// FILE: the certificate in DER. COUNT allocations in a row are refused. NEW is renamed to LIST, the revocation list, when
+// the server has passed without it. Prints where the server passed after that, and at the end how many evaluations there
+// were.
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -74,29 +78,43 @@ TrustResult evaluate(const std::vector<std::string>& chain) {
   return result;
 }
 
+enum Exit : int { kRefused, kPassed, kThrough };
+
+/// In a child, so that each evaluation finds what the first one did.
+int evaluateInChild(const std::vector<std::string>& chain) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const TrustResult result = evaluate(chain);
+    const bool isRefused = result == TrustResult::FatalTrustFailure || result == TrustResult::OtherError;
+    _exit(!isRefused ? kPassed : calls <= first ? kThrough : kRefused);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
+  if (argc != 3 && argc != 5) {
     return 2;
   }
+  const bool isListNew = argc == 5;
   std::ifstream file(argv[1], std::ios::binary);
   const std::vector<std::string> chain = {
       std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>())};
-  count = 0;
-  if (evaluate(chain) != TrustResult::FatalTrustFailure) {
-    std::printf("passes with all memory\n");
+  const TrustResult before = evaluate(chain);
+  if (before != (isListNew ? TrustResult::Unspecified : TrustResult::FatalTrustFailure) ||
+      (isListNew && std::rename(argv[3], argv[4]) != 0)) {
+    std::printf("with all memory: %d\n", static_cast<int>(before));
     return 1;
   }
   count = std::atol(argv[2]);
-  for (first = 0;; ++first) {
+  for (int exit = kRefused; exit != kThrough; ++first) {
     calls = 0;
-    const TrustResult result = evaluate(chain);
-    if (calls <= first) {
-      break;  // it is through before
-    }
-    if (result != TrustResult::FatalTrustFailure && result != TrustResult::OtherError) {
-      std::printf("passes without memory from the call %ld on: %d\n", first, static_cast<int>(result));
+    exit = evaluateInChild(chain);
+    if (exit != kRefused && exit != kThrough) {
+      std::printf("refused from the call %ld on: %s\n", first, exit == kPassed ? "passes" : "ends");
     }
   }
   std::printf("%ld evaluations\n", first);
