@@ -25,8 +25,8 @@ class RevocationLists {
   /// `folders`: separated by colons. The store outlives the lists.
   RevocationLists(X509_STORE* store, std::string_view folders);
 
-  /// Puts those of an issuer into the store that are new or have changed, and returns the version of the last of them, 0
-  /// without any. Nothing when one cannot be read now, for want of descriptors or memory; the next call tries again.
+  /// Puts those of an issuer into the store that are new or have changed, and returns the version of the last of them,
+  /// 0 without any. Nothing when one cannot be read now, for want of descriptors or memory; the next call tries again.
   std::optional<std::uint64_t> read(const X509_NAME* issuer);
   /// The version of what was put into the store last, by whichever thread; it rises.
   std::uint64_t version() const { return version_; }

@@ -3,9 +3,9 @@
 //
 //   trust_memory_host FILE COUNT [NEW LIST]
 //
-// FILE: the certificate in DER. COUNT allocations in a row are refused. NEW is renamed to LIST, the revocation list, when
-// the server has passed without it. Prints where the server passed after that, and at the end how many evaluations there
-// were.
+// FILE: the certificate in DER. COUNT allocations in a row are refused. NEW is renamed to LIST, the revocation list,
+// when the server has passed without it. Prints where the server passed after that, and at the end how many evaluations
+// there were.
 
 #include <sys/wait.h>
 #include <unistd.h>
