@@ -68,6 +68,19 @@ class SecureProxy : public testing::TestWithParam<const char*> {
     setenv("https_proxy", url.c_str(), 1);
   }
 
+  /// A proxy with that certificate, about which the user has decided so.
+  static void expectRefused(const CertificateAuthority::Leaf& leaf, int decision) {
+    const TemporaryFolder configuration;
+    setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
+    settleTrust(configuration.path(), leaf.chainFile, {decision});
+    NginxServer origin;
+    SquidServer proxy({.certificate = leaf});
+    use(proxy);
+    HostPool pool;
+    EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
+    EXPECT_TRUE(proxy.accesses().empty());
+  }
+
   CertificateAuthority authority;
   const PanelHost host{kConfirmed};
 };
@@ -143,32 +156,14 @@ TEST_P(SecureProxy, ThatIsRevokedIsRefused) {
 }
 
 TEST_P(SecureProxy, ThatTheUserRefusesIsRefused) {
-  const TemporaryFolder configuration;
-  setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
-  const CertificateAuthority::Leaf leaf = authority.good();
   constexpr int kDeny = 3;
-  settleTrust(configuration.path(), leaf.chainFile, {kDeny});
-  NginxServer origin;
-  SquidServer proxy({.certificate = leaf});
-  use(proxy);
-  HostPool pool;
-  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
-  EXPECT_TRUE(proxy.accesses().empty());
+  expectRefused(authority.good(), kDeny);
 }
 
 /// The settings let nothing pass that nobody is asked about.
 TEST_P(SecureProxy, ThatIsNotInOrderIsRefusedWhateverTheUserAccepts) {
-  const TemporaryFolder configuration;
-  setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
-  const CertificateAuthority::Leaf leaf = authority.selfSigned();
   constexpr int kTrustRoot = 1;
-  settleTrust(configuration.path(), leaf.chainFile, {kTrustRoot});
-  NginxServer origin;
-  SquidServer proxy({.certificate = leaf});
-  use(proxy);
-  HostPool pool;
-  EXPECT_EQ(pool.run({.url = origin.url("/text")}), failed(kRefused));
-  EXPECT_TRUE(proxy.accesses().empty());
+  expectRefused(authority.selfSigned(), kTrustRoot);
 }
 
 TEST_P(SecureProxy, LeavesTheOriginsCertificateToTheUser) {

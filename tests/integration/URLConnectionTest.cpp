@@ -1,7 +1,6 @@
 // What a connection reports of ordinary and of hostile answers.
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include "tests/integration/RecordingDelegate.h"
 #include "tests/support/FreePort.h"
 #include "tests/support/NginxServer.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/RawServer.h"
 #include "tests/support/ThreadRefusal.h"
 #include "tests/support/WaitUntil.h"
@@ -68,12 +68,10 @@ TEST(URLConnection, AThreadThatWasRefusedOnceIsMadeForTheNextLoad) {
 
 TEST(URLConnection, WithoutDescriptorsTheFirstLoadFailsAndALaterOneDoesNot) {
   const test::NginxServer server;  // not of this process, whose descriptors are gone
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(fetch(server.url("/text")).events, (Events{"fail -1"}));
-  setrlimit(RLIMIT_NOFILE, &before);
+  {
+    const test::NoDescriptors none;
+    EXPECT_EQ(fetch(server.url("/text")).events, (Events{"fail -1"}));
+  }
   EXPECT_EQ(fetch(server.url("/text")).events, (Events{"response 200", "data", "finish"}));
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -16,10 +15,10 @@
 #include "foundation/security/RevocationLists.h"
 #include "tests/support/CertificateAuthority.h"
 #include "tests/support/Files.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace foundation {
-
 namespace {
 
 using Input = std::unique_ptr<BIO, Release<BIO_free_all>>;
@@ -48,6 +47,10 @@ class RevocationListsTest : public testing::Test {
     EXPECT_TRUE(version);
     EXPECT_EQ(version > before, lists_.version() != before);
     return version > before;
+  }
+  bool isReadWithoutDescriptors() {
+    const test::NoDescriptors none;
+    return lists_.read(issuer_.name()).has_value();
   }
   int listsInTheStore() const {
     const STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(store_.get());
@@ -147,15 +150,8 @@ TEST_F(RevocationListsTest, LooksForThatIssuersOnly) {
 TEST_F(RevocationListsTest, LooksAgainWhenThereWasNoDescriptor) {
   test::writeFile(file(0), list());
   test::writeFile(file(1), list());
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const bool isRead = lists_.read(issuer_.name()).has_value();
-  const bool isReadAgain = lists_.read(issuer_.name()).has_value();
-  setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_FALSE(isRead);
-  EXPECT_FALSE(isReadAgain);
+  EXPECT_FALSE(isReadWithoutDescriptors());
+  EXPECT_FALSE(isReadWithoutDescriptors());
   EXPECT_EQ(lists_.version(), 0U);
   EXPECT_EQ(listsInTheStore(), 0);
   EXPECT_TRUE(readsSome());
@@ -170,13 +166,7 @@ TEST_F(RevocationListsTest, NeedsNoDescriptorForWhatIsKnown) {
     std::this_thread::yield();
   }
   EXPECT_TRUE(readsSome());
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const bool isRead = lists_.read(issuer_.name()).has_value();
-  setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_TRUE(isRead);
+  EXPECT_TRUE(isReadWithoutDescriptors());
 }
 
 TEST_F(RevocationListsTest, ReadsAgainWhatIsReplaced) {

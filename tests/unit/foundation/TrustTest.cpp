@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <openssl/err.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <cstdio>
@@ -14,6 +13,7 @@
 
 #include "foundation/security/Trust.h"
 #include "tests/support/Files.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/unit/foundation/TrustSurroundings.h"
 
 namespace foundation {
@@ -227,12 +227,10 @@ TEST_F(TrustTest, FailsWhileARevocationListCannotBeRead) {
   const std::string list = surroundings_.storeFolder() + "/" + authority_.revocationsPrefix() + "0";
   // Looked at and known to be none, it would change nothing.
   test::writeFile(list, "no list");
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const TrustResult result = evaluate(trust);
-  setrlimit(RLIMIT_NOFILE, &limit);
+  const TrustResult result = [&] {
+    const test::NoDescriptors none;
+    return evaluate(trust);
+  }();
   EXPECT_EQ(result, TrustResult::OtherError);
   EXPECT_EQ(trust.statusChain(), (StatusChain{{InternalError}}));
   EXPECT_EQ(evaluate(trust), TrustResult::Unspecified);
